@@ -1,0 +1,288 @@
+// qmesh: the library from the command line, for trying it without writing C++.
+
+#include "MeshReport.h"
+#include "qmesh.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace
+{
+const char* const usage =
+    "usage:\n"
+    "  qmesh solid <icosphere|sphere|cylinder|torus|cube> [--name value ...] -o FILE\n"
+    "  qmesh info FILE\n"
+    "  qmesh demo [--dir DIR]\n"
+    "  qmesh --version\n"
+    "Parameters of `solid` carry the names of the library's arguments; `qmesh solid KIND\n"
+    "--help` lists them with their defaults.\n";
+
+int fail(std::string const& message)
+{
+    std::cerr << "qmesh: " << message << "\n";
+    return 2;
+}
+
+// One parameter of a solid: its name, default, and whether it is a count.
+struct Param
+{
+    const char* name;
+    double value;
+    bool isCount;
+};
+
+struct SolidKind
+{
+    const char* name;
+    std::vector<Param> params;
+    void (*make)(QmPstMesh&, std::vector<Param> const&);
+};
+
+long count(std::vector<Param> const& p, size_t i) { return static_cast<long>(p[i].value); }
+
+const std::vector<SolidKind>& solidKinds()
+{
+    static const std::vector<SolidKind> kinds = {
+        {"icosphere",
+         {{"radius", 1.0, false}, {"depth", 3, true}},
+         [](QmPstMesh& m, std::vector<Param> const& p)
+         { QmAlgCreateMeshSolidStd().SphereIcosahedron(m, p[0].value, count(p, 1)); }},
+        {"sphere",
+         {{"radius", 1.0, false}, {"nbMeridian", 24, true}, {"nbParallel", 12, true}},
+         [](QmPstMesh& m, std::vector<Param> const& p)
+         { QmAlgCreateMeshSolidStd().Sphere(m, p[0].value, count(p, 1), count(p, 2)); }},
+        {"cylinder",
+         {{"radiusBottom", 1.0, false},
+          {"radiusTop", 1.0, false},
+          {"height", 2.0, false},
+          {"nbAround", 24, true},
+          {"nbHeight", 4, true},
+          {"nbRadial", 2, true}},
+         [](QmPstMesh& m, std::vector<Param> const& p)
+         {
+             QmAlgCreateMeshSolidStd().Cylinder(m, p[0].value, p[1].value, p[2].value, count(p, 3),
+                                                count(p, 4), count(p, 5));
+         }},
+        {"torus",
+         {{"radiusMajor", 2.0, false},
+          {"radiusMinor", 0.5, false},
+          {"nbMajor", 32, true},
+          {"nbMinor", 16, true}},
+         [](QmPstMesh& m, std::vector<Param> const& p)
+         { QmAlgCreateMeshSolidStd().Torus(m, p[0].value, p[1].value, count(p, 2), count(p, 3)); }},
+        {"cube",
+         {{"sizeX", 1.0, false},
+          {"sizeY", 1.0, false},
+          {"sizeZ", 1.0, false},
+          {"nbX", 1, true},
+          {"nbY", 1, true},
+          {"nbZ", 1, true}},
+         [](QmPstMesh& m, std::vector<Param> const& p)
+         {
+             QmAlgCreateMeshSolidStd().Cube(m, p[0].value, p[1].value, p[2].value, count(p, 3),
+                                            count(p, 4), count(p, 5));
+         }},
+    };
+    return kinds;
+}
+
+SolidKind const* findKind(std::string const& name)
+{
+    for (SolidKind const& k : solidKinds())
+        if (name == k.name)
+            return &k;
+    return nullptr;
+}
+
+bool parseNumber(std::string const& text, double& value)
+{
+    char* end = nullptr;
+    errno = 0;
+    value = std::strtod(text.c_str(), &end);
+    return !text.empty() && end != nullptr && *end == '\0' && errno == 0 && std::isfinite(value);
+}
+
+// Counts above these would take minutes or gigabytes; the library itself does not care.
+bool countInRange(std::string const& kind, Param const& p)
+{
+    const double limit = kind == "icosphere" ? 9 : 20000;
+    return p.value >= 1 && p.value <= limit && p.value == std::floor(p.value);
+}
+
+bool saveMesh(QmPstMesh& mesh, std::string const& path)
+{
+    // The stream opens without truncating, so an older, longer file would keep its tail.
+    std::remove(path.c_str());
+    QmStreamStdIO file;
+    if (!file.New(path.c_str()))
+        return false;
+    const bool ok = QmAlgLoadSave().Save(mesh, file);
+    file.Close();
+    return ok;
+}
+
+bool loadMesh(QmPstMesh& mesh, std::string const& path)
+{
+    QmStreamStdIO file;
+    if (!file.Open(path.c_str()))
+        return false;
+    const bool ok = QmAlgLoadSave().Load(mesh, file);
+    file.Close();
+    return ok;
+}
+
+int cmdSolid(std::vector<std::string> const& args)
+{
+    if (args.empty())
+        return fail("solid: which one? icosphere, sphere, cylinder, torus or cube\n" +
+                    std::string(usage));
+    SolidKind const* kind = findKind(args[0]);
+    if (kind == nullptr)
+        return fail("solid: unknown kind '" + args[0] +
+                    "' (icosphere, sphere, cylinder, torus or cube)");
+    std::vector<Param> params = kind->params;
+    std::string out;
+    for (size_t i = 1; i < args.size(); ++i)
+    {
+        std::string const& a = args[i];
+        if (a == "--help")
+        {
+            std::cout << "qmesh solid " << kind->name << " parameters:\n";
+            for (Param const& p : params)
+                std::cout << "  --" << p.name << " " << p.value << "\n";
+            return 0;
+        }
+        if (i + 1 == args.size())
+            return fail("solid: " + a + " needs a value");
+        std::string const& value = args[++i];
+        if (a == "-o")
+        {
+            out = value;
+            continue;
+        }
+        Param* target = nullptr;
+        for (Param& p : params)
+            if (a == std::string("--") + p.name)
+                target = &p;
+        if (target == nullptr)
+            return fail("solid " + std::string(kind->name) + ": unknown parameter '" + a +
+                        "' (see qmesh solid " + kind->name + " --help)");
+        if (!parseNumber(value, target->value))
+            return fail("solid: " + a + " takes a number, not '" + value + "'");
+        if (target->isCount && !countInRange(kind->name, *target))
+            return fail("solid: " + a + " must be a whole number from 1 to " +
+                        (args[0] == "icosphere" ? "9" : "20000"));
+    }
+    if (out.empty())
+        return fail("solid: no output file (-o FILE)");
+    QmPstMesh* mesh = QmPstMesh::CreateMesh();
+    kind->make(*mesh, params);
+    const bool ok = saveMesh(*mesh, out);
+    if (ok)
+    {
+        std::cout << kind->name << " written to " << out << "\n";
+        PrintReport(std::cout, MakeReport(*mesh));
+    }
+    QmPstMesh::DestroyMesh(mesh);
+    return ok ? 0 : fail("cannot write '" + out + "'");
+}
+
+int cmdInfo(std::vector<std::string> const& args)
+{
+    if (args.size() != 1)
+        return fail("info: give exactly one file");
+    QmPstMesh* mesh = QmPstMesh::CreateMesh();
+    const bool ok = loadMesh(*mesh, args[0]);
+    if (ok)
+    {
+        std::cout << args[0] << "\n";
+        PrintReport(std::cout, MakeReport(*mesh));
+    }
+    QmPstMesh::DestroyMesh(mesh);
+    return ok ? 0 : fail("cannot read '" + args[0] + "' as a qmesh native file");
+}
+
+int cmdDemo(std::vector<std::string> const& args)
+{
+    std::string dir;
+    for (size_t i = 0; i < args.size(); ++i)
+    {
+        if (args[i] == "--dir" && i + 1 < args.size())
+            dir = args[++i];
+        else
+            return fail("demo: unknown argument '" + args[i] + "'");
+    }
+    if (dir.empty())
+    {
+        char tmpl[] = "/tmp/qmesh-demo-XXXXXX";
+        if (mkdtemp(tmpl) == nullptr)
+            return fail("demo: cannot make a temporary directory");
+        dir = tmpl;
+    }
+    else if (mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST)
+        return fail("demo: cannot make directory '" + dir + "'");
+
+    std::cout << "qmesh " << QmGetVersion() << " demo: each standard solid is made, saved in "
+              << "the native format, loaded back and compared.\n";
+    int failures = 0;
+    for (SolidKind const& kind : solidKinds())
+    {
+        QmPstMesh* made = QmPstMesh::CreateMesh();
+        kind.make(*made, kind.params);
+        const std::string path = dir + "/" + kind.name + ".qm";
+        QmPstMesh* loaded = QmPstMesh::CreateMesh();
+        const bool ok = saveMesh(*made, path) && loadMesh(*loaded, path);
+        const MeshReport a = MakeReport(*made);
+        const MeshReport b = MakeReport(*loaded);
+        const bool same =
+            ok && a.nbVertex == b.nbVertex && a.nbFace == b.nbFace &&
+            a.facesPerGroup == b.facesPerGroup &&
+            std::fabs(a.signedVolume - b.signedVolume) <= 1e-12 * std::fabs(a.signedVolume);
+        std::cout << "\n"
+                  << kind.name << " -> " << path << (same ? "" : "  ** MISMATCH **") << "\n";
+        PrintReport(std::cout, b);
+        failures += same ? 0 : 1;
+        QmPstMesh::DestroyMesh(made);
+        QmPstMesh::DestroyMesh(loaded);
+    }
+    std::cout << "\n"
+              << (failures == 0 ? "all solids round-tripped" : "round trip failed") << "; files in "
+              << dir << "\n";
+    return failures == 0 ? 0 : 1;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 2)
+    {
+        std::cerr << usage;
+        return 2;
+    }
+    const std::string cmd = argv[1];
+    const std::vector<std::string> args(argv + 2, argv + argc);
+    if (cmd == "solid")
+        return cmdSolid(args);
+    if (cmd == "info")
+        return cmdInfo(args);
+    if (cmd == "demo")
+        return cmdDemo(args);
+    if (cmd == "--version")
+    {
+        std::cout << "qmesh " << QmGetVersion() << "\n";
+        return 0;
+    }
+    if (cmd == "--help" || cmd == "help")
+    {
+        std::cout << usage;
+        return 0;
+    }
+    return fail("unknown command '" + cmd + "'\n" + usage);
+}
