@@ -7,15 +7,25 @@
 // Pool and intrusive list in one: the store behind each kind of mesh element.
 //
 // Slots are carved from raw blocks whose sizes run 512, 1024, ... 65536 bytes and then
-// stay at 65536. Every slot of every block is on exactly one of two chains, both made
-// of the element's own next and prev links: the live chain, newest element first, or
-// the free chain, most recently freed first. Elements never move, so an element
+// stay at 65536. Every slot of every block is on exactly one of two doubly linked chains:
+// the live chain, newest element first, linked through the element's own next and prev;
+// or the free chain, most recently freed first. Elements never move, so an element
 // pointer is its identity; a freed slot is the next one taken.
+//
+// A free slot holds no object, so its links live in a small record of their own placed
+// at the start of the slot; the element is constructed over it when the slot is taken.
 //
 // T derives from QmPstMesh::ele (links of type ele*). Its constructor and destructor
 // must leave the links alone; they run in place and neither allocates nor frees a slot.
 template <typename T> class QmCol
 {
+    struct FreeSlot
+    {
+        FreeSlot* next;
+        FreeSlot* prev;
+    };
+    static_assert(sizeof(FreeSlot) <= sizeof(T), "a free slot must fit in an element's slot");
+
 public:
     // A plain position on the live chain; null at the end. Registers nowhere.
     class Iter
@@ -44,14 +54,11 @@ public:
     {
         if (freeHead == nullptr)
             grow();
-        T* s = freeHead;
-        T* following = static_cast<T*>(s->next);
-        if (following != nullptr)
-            following->prev = nullptr;
-        freeHead = following;
-        // Construct before linking: a constructor's start is where the compiler may
-        // consider the slot's earlier contents dead, links included.
-        new (s) T();
+        FreeSlot* f = freeHead;
+        freeHead = f->next;
+        if (freeHead != nullptr)
+            freeHead->prev = nullptr;
+        T* s = new (static_cast<void*>(f)) T();
         s->next = liveHead;
         s->prev = nullptr;
         if (liveHead != nullptr)
@@ -75,11 +82,10 @@ public:
         if (liveHead == e)
             liveHead = after;
         e->~T();
-        e->next = freeHead;
-        e->prev = nullptr;
+        auto* f = new (static_cast<void*>(e)) FreeSlot{freeHead, nullptr};
         if (freeHead != nullptr)
-            freeHead->prev = e;
-        freeHead = e;
+            freeHead->prev = f;
+        freeHead = f;
         --count;
     }
 
@@ -114,7 +120,8 @@ public:
             ++n;
         return n;
     }
-    T* GetFreeHead() const { return freeHead; }
+    // The address of the slot the next Take will use; null when a block must be grown.
+    void const* GetFreeHead() const { return freeHead; }
 
     // Slots a block of the given byte size holds: the link word comes off the top.
     static std::size_t SlotsPerBlock(std::int32_t blockBytes)
@@ -135,18 +142,21 @@ private:
         *static_cast<void**>(block) = blocks;
         blocks = block;
         // Slots chain in ascending address order, so a fresh block is used front to back.
-        T* slots = reinterpret_cast<T*>(static_cast<char*>(block) + linkBytes);
+        char* first = static_cast<char*>(block) + linkBytes;
+        FreeSlot* prev = nullptr;
         for (std::size_t i = 0; i < capacity; ++i)
         {
-            T* s = slots + i;
-            s->prev = i == 0 ? nullptr : slots + i - 1;
-            s->next = i + 1 == capacity ? nullptr : slots + i + 1;
+            auto* f = new (first + i * sizeof(T)) FreeSlot{nullptr, prev};
+            if (prev != nullptr)
+                prev->next = f;
+            else
+                freeHead = f;
+            prev = f;
         }
-        freeHead = slots;
     }
 
     std::int32_t count = 0;
-    T* freeHead = nullptr;
+    FreeSlot* freeHead = nullptr;
     T* liveHead = nullptr;
     std::int32_t blockInitial = 512;
     std::int32_t blockMax = 65536;

@@ -105,7 +105,7 @@ TEST(QmCol, LastFreedIsFirstTaken)
     col.GiveBack(a);
     EXPECT_EQ(walk(col), (std::vector<V*>{c, b}));
     col.GiveBack(c);
-    EXPECT_EQ(col.GetFreeHead(), c);
+    EXPECT_EQ(col.GetFreeHead(), static_cast<void const*>(c));
     EXPECT_EQ(col.Take(), c);
     EXPECT_EQ(col.Take(), a);
     EXPECT_EQ(col.GetCount(), 3);
