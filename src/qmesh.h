@@ -2,9 +2,13 @@
 
 // Every public header of qmesh.
 
+#include "build/QmAlgClone.h"
 #include "build/QmAlgCreateMeshSolidStd.h"
 #include "build/QmAlgHelperMeshBuilder.h"
 #include "build/QmAlgLoadSave.h"
+#include "build/QmAlgMerge.h"
+#include "build/QmAlgTransform.h"
+#include "build/QmStl.h"
 #include "build/QmStream.h"
 #include "build/QmStreamStdIO.h"
 #include "kernel/ZgBBox2.h"
@@ -25,5 +29,10 @@
 #include "mesh/QmCtrAttribut.h"
 #include "mesh/QmPstMesh.h"
 #include "mesh/qmCache.h"
+#include "query/QmAlgNeib.h"
+#include "query/QmAlgNeibNumber.h"
+#include "query/QmAlgNeibWalk.h"
 #include "shell/QmExport.h"
 #include "shell/QmVersion.h"
+#include "surface/QmAlgStrip.h"
+#include "toolpath/SolvePolynome.h"

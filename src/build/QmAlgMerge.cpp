@@ -1,0 +1,3 @@
+#include "build/QmAlgMerge.h"
+
+QmPstMesh::edge* QmAlgMerge::MergeEdge(QmPstMesh::edge*, QmPstMesh::edge*) { return nullptr; }
