@@ -48,10 +48,15 @@ TEST(QmAttribut, ClassNumbersAreHandedOutOnceAndInOrder)
     EXPECT_EQ(n2, n1 + 1);
     EXPECT_GT(n1, a);
     // A class used nowhere else takes its number at first use, after the two above,
-    // whichever of its two calls comes first.
+    // whichever of its two calls comes first. (A repeated run finds it numbered already.)
+    static bool firstRun = true;
     qmtest::CountedAttr<3> late;
-    EXPECT_EQ(late.GetObjClassId(), n2 + 1);
-    EXPECT_EQ(qmtest::CountedAttr<3>::GetClassId(), n2 + 1);
+    if (firstRun)
+        EXPECT_EQ(late.GetObjClassId(), n2 + 1);
+    else
+        EXPECT_LT(late.GetObjClassId(), n1);
+    EXPECT_EQ(qmtest::CountedAttr<3>::GetClassId(), late.GetObjClassId());
+    firstRun = false;
 }
 
 TEST(QmCtrAttribut, AddAtEndOrFront)

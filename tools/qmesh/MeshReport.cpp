@@ -1,6 +1,9 @@
 #include "MeshReport.h"
 
 #include "kernel/ZgBBox3.h"
+#include "mesh/QmAttribut.h"
+#include "query/QmAlgNeib.h"
+#include "query/QmAlgNeibNumber.h"
 
 #include <ostream>
 
@@ -30,6 +33,25 @@ MeshReport MakeReport(QmPstMesh& mesh)
         r.signedVolume += ZgDot(p[0], ZgCross(p[1], p[2])) / 6.0;
         ++r.facesPerGroup[mesh.GetFaceGrp(it.Get())];
     }
+    if (r.nbFace > 0)
+    {
+        QmAlgNeib().BuildAttrFace(mesh);
+        for (auto it = mesh.GetIterFace(); !it.IsEnd(); it.Next())
+            for (long side = 0; side < 3; ++side)
+            {
+                const long n = QmAlgNeibNumber::GetNbFaceBord(it.Get(), side);
+                if (n == 1)
+                    ++r.sidesBorder;
+                else if (n == 2)
+                    ++r.sidesManifold;
+                else if (n >= 3)
+                    ++r.sidesNonManifold;
+            }
+        QmAttribut::RemoveAttrF(&mesh, QmAlgNeib::AttrFace::GetClassId());
+    }
+    QmAlgNeibNumber().GetNumMinMaxNeib(
+        mesh, static_cast<QmPstMesh::TypeEle>(QmPstMesh::typeFace | QmPstMesh::typeEdge), r.neibMin,
+        r.neibMax);
     return r;
 }
 
@@ -48,5 +70,11 @@ void PrintReport(std::ostream& out, MeshReport const& r)
             out << " " << grp << ":" << n;
         out << "\n";
     }
+    if (r.nbFace > 0)
+        out << "  face sides: " << r.sidesBorder << " border, " << r.sidesManifold << " manifold, "
+            << r.sidesNonManifold << " non-manifold\n";
+    if (r.neibMax > 0)
+        out << "  elements meeting at a side or an end: " << r.neibMin << " to " << r.neibMax
+            << (r.neibMin == 2 && r.neibMax == 2 ? " (closed manifold)" : "") << "\n";
     out << "  signed volume " << r.signedVolume << "\n";
 }

@@ -3,6 +3,7 @@
 #include "MeshReport.h"
 #include "qmesh.h"
 
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -19,10 +20,13 @@ const char* const usage =
     "usage:\n"
     "  qmesh solid <icosphere|sphere|cylinder|torus|cube> [--name value ...] -o FILE\n"
     "  qmesh info FILE\n"
-    "  qmesh demo [--dir DIR]\n"
+    "  qmesh convert IN OUT [--text-records]\n"
+    "  qmesh demo [--dir DIR] [--data DIR]\n"
     "  qmesh --version\n"
+    "Files ending in .stl (any case) are STL; any other name is the native format.\n"
     "Parameters of `solid` carry the names of the library's arguments; `qmesh solid KIND\n"
-    "--help` lists them with their defaults.\n";
+    "--help` lists them with their defaults. `convert` writes binary STL records unless\n"
+    "--text-records is given.\n";
 
 int fail(std::string const& message)
 {
@@ -116,8 +120,20 @@ bool countInRange(std::string const& kind, Param const& p)
     return p.value >= 1 && p.value <= limit && p.value == std::floor(p.value);
 }
 
-bool saveMesh(QmPstMesh& mesh, std::string const& path)
+bool isStl(std::string const& path)
 {
+    if (path.size() < 4)
+        return false;
+    std::string ext = path.substr(path.size() - 4);
+    for (char& c : ext)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return ext == ".stl";
+}
+
+bool saveMesh(QmPstMesh& mesh, std::string const& path, bool stlBinaryRecords = true)
+{
+    if (isStl(path))
+        return QmWriteStl(mesh, path.c_str(), stlBinaryRecords, nullptr, nullptr);
     // The stream opens without truncating, so an older, longer file would keep its tail.
     std::remove(path.c_str());
     QmStreamStdIO file;
@@ -130,12 +146,24 @@ bool saveMesh(QmPstMesh& mesh, std::string const& path)
 
 bool loadMesh(QmPstMesh& mesh, std::string const& path)
 {
+    if (isStl(path))
+        return QmReadStl(mesh, path.c_str(), nullptr, nullptr);
     QmStreamStdIO file;
     if (!file.Open(path.c_str()))
         return false;
     const bool ok = QmAlgLoadSave().Load(mesh, file);
     file.Close();
     return ok;
+}
+
+void printFile(std::string const& path, QmPstMesh& mesh)
+{
+    std::cout << path << "\n";
+    const MeshReport r = MakeReport(mesh);
+    PrintReport(std::cout, r);
+    if (isStl(path))
+        std::cout << "  the weld joined " << 3 * r.nbFace << " face corners into " << r.nbVertex
+                  << " vertices\n";
 }
 
 int cmdSolid(std::vector<std::string> const& args)
@@ -201,21 +229,47 @@ int cmdInfo(std::vector<std::string> const& args)
     QmPstMesh* mesh = QmPstMesh::CreateMesh();
     const bool ok = loadMesh(*mesh, args[0]);
     if (ok)
-    {
-        std::cout << args[0] << "\n";
-        PrintReport(std::cout, MakeReport(*mesh));
-    }
+        printFile(args[0], *mesh);
     QmPstMesh::DestroyMesh(mesh);
-    return ok ? 0 : fail("cannot read '" + args[0] + "' as a qmesh native file");
+    return ok ? 0 : fail("cannot read '" + args[0] + "'");
+}
+
+int cmdConvert(std::vector<std::string> const& args)
+{
+    std::vector<std::string> files;
+    bool binaryRecords = true;
+    for (std::string const& a : args)
+    {
+        if (a == "--text-records")
+            binaryRecords = false;
+        else if (!a.empty() && a[0] == '-')
+            return fail("convert: unknown option '" + a + "'");
+        else
+            files.push_back(a);
+    }
+    if (files.size() != 2)
+        return fail("convert: give an input and an output file");
+    QmPstMesh* mesh = QmPstMesh::CreateMesh();
+    const bool read = loadMesh(*mesh, files[0]);
+    const bool written = read && saveMesh(*mesh, files[1], binaryRecords);
+    if (written)
+        printFile(files[1], *mesh);
+    QmPstMesh::DestroyMesh(mesh);
+    if (!read)
+        return fail("cannot read '" + files[0] + "'");
+    return written ? 0 : fail("cannot write '" + files[1] + "'");
 }
 
 int cmdDemo(std::vector<std::string> const& args)
 {
     std::string dir;
+    std::string data = QMESH_EXAMPLES_DATA;
     for (size_t i = 0; i < args.size(); ++i)
     {
         if (args[i] == "--dir" && i + 1 < args.size())
             dir = args[++i];
+        else if (args[i] == "--data" && i + 1 < args.size())
+            data = args[++i];
         else
             return fail("demo: unknown argument '" + args[i] + "'");
     }
@@ -255,6 +309,28 @@ int cmdDemo(std::vector<std::string> const& args)
     std::cout << "\n"
               << (failures == 0 ? "all solids round-tripped" : "round trip failed") << "; files in "
               << dir << "\n";
+
+    // STL: a file made by another program, read and welded, then written in both forms.
+    const std::string stlIn = data + "/bored_cube.stl";
+    QmPstMesh* stl = QmPstMesh::CreateMesh();
+    std::cout << "\nSTL from another program: ";
+    if (QmReadStl(*stl, stlIn.c_str(), nullptr, nullptr) && stl->GetNbFace() > 0)
+    {
+        printFile(stlIn, *stl);
+        const std::string binary = dir + "/bored_cube_binary_records.stl";
+        const std::string text = dir + "/bored_cube_text_records.stl";
+        const bool written = saveMesh(*stl, binary, true) && saveMesh(*stl, text, false);
+        std::cout << (written ? "written again as " + binary + " and " + text
+                              : std::string("  ** cannot write the STL files **"))
+                  << "\n";
+        failures += written ? 0 : 1;
+    }
+    else
+    {
+        std::cout << "cannot read " << stlIn << " (give the bundled data with --data DIR)\n";
+        ++failures;
+    }
+    QmPstMesh::DestroyMesh(stl);
     return failures == 0 ? 0 : 1;
 }
 } // namespace
@@ -272,6 +348,8 @@ int main(int argc, char** argv)
         return cmdSolid(args);
     if (cmd == "info")
         return cmdInfo(args);
+    if (cmd == "convert")
+        return cmdConvert(args);
     if (cmd == "demo")
         return cmdDemo(args);
     if (cmd == "--version")
