@@ -21,6 +21,7 @@ const char* const usage =
     "  qmesh solid <icosphere|sphere|cylinder|torus|cube> [--name value ...] -o FILE\n"
     "  qmesh info FILE\n"
     "  qmesh convert IN OUT [--text-records]\n"
+    "  qmesh distance FILE X Y Z [--mask M]   (M: 1 vertices, 2 edges, 4 faces; sums)\n"
     "  qmesh demo [--dir DIR] [--data DIR]\n"
     "  qmesh --version\n"
     "Files ending in .stl (any case) are STL; any other name is the native format.\n"
@@ -260,6 +261,78 @@ int cmdConvert(std::vector<std::string> const& args)
     return written ? 0 : fail("cannot write '" + files[1] + "'");
 }
 
+int cmdDistance(std::vector<std::string> const& args)
+{
+    std::vector<std::string> pos;
+    double mask = 7;
+    for (size_t i = 0; i < args.size(); ++i)
+    {
+        if (args[i] == "--mask")
+        {
+            if (i + 1 == args.size() || !parseNumber(args[i + 1], mask) || mask < 1 || mask > 7 ||
+                mask != std::floor(mask))
+                return fail("distance: --mask takes a whole number from 1 to 7");
+            ++i;
+        }
+        else
+            pos.push_back(args[i]);
+    }
+    double xyz[3];
+    if (pos.size() != 4)
+        return fail("distance: give a file and the three coordinates of a point");
+    for (int k = 0; k < 3; ++k)
+        if (!parseNumber(pos[k + 1], xyz[k]))
+            return fail("distance: '" + pos[k + 1] + "' is not a number");
+    QmPstMesh* mesh = QmPstMesh::CreateMesh();
+    if (!loadMesh(*mesh, pos[0]))
+    {
+        QmPstMesh::DestroyMesh(mesh);
+        return fail("cannot read '" + pos[0] + "'");
+    }
+    QmAlgDistMin::Sol sol;
+    QmAlgDistMin().DistMin(ZgVector3(xyz[0], xyz[1], xyz[2]), *mesh,
+                           static_cast<QmPstMesh::TypeEle>(static_cast<int>(mask)), sol, 0.0);
+    auto show = [](ZgVector3 const& p)
+    {
+        return "(" + std::to_string(p.x) + ", " + std::to_string(p.y) + ", " + std::to_string(p.z) +
+               ")";
+    };
+    if (!sol.found)
+        std::cout << "nothing of the kinds asked in " << pos[0] << "\n";
+    else
+    {
+        std::vector<QmPstMesh::vertex*> corners;
+        long grp = 0;
+        const char* kind = "vertex";
+        if (sol.typeB == QmPstMesh::typeVertex)
+            corners.push_back(static_cast<QmPstMesh::vertex*>(sol.eleB));
+        else if (sol.typeB == QmPstMesh::typeEdge)
+        {
+            auto* e = static_cast<QmPstMesh::edge*>(sol.eleB);
+            corners.assign(e->v, e->v + 2);
+            grp = e->grp;
+            kind = "edge";
+        }
+        else
+        {
+            auto* f = static_cast<QmPstMesh::face*>(sol.eleB);
+            corners.assign(f->v, f->v + 3);
+            grp = f->grp;
+            kind = "face";
+        }
+        std::cout << "nearest " << kind;
+        if (sol.typeB != QmPstMesh::typeVertex)
+            std::cout << " of group " << grp;
+        std::cout << " on";
+        for (QmPstMesh::vertex* v : corners)
+            std::cout << " " << show(ZgVector3(v->coo[0], v->coo[1], v->coo[2]));
+        std::cout << "\n  point   " << show(sol.ptA) << "\n  nearest " << show(sol.ptB)
+                  << "\n  distance " << std::sqrt(sol.dist2) << " (squared " << sol.dist2 << ")\n";
+    }
+    QmPstMesh::DestroyMesh(mesh);
+    return sol.found ? 0 : 1;
+}
+
 int cmdDemo(std::vector<std::string> const& args)
 {
     std::string dir;
@@ -348,6 +421,8 @@ int main(int argc, char** argv)
         return cmdSolid(args);
     if (cmd == "info")
         return cmdInfo(args);
+    if (cmd == "distance")
+        return cmdDistance(args);
     if (cmd == "convert")
         return cmdConvert(args);
     if (cmd == "demo")
