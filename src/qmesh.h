@@ -40,3 +40,6 @@
 #include "shell/QmVersion.h"
 #include "surface/QmAlgStrip.h"
 #include "toolpath/SolvePolynome.h"
+#include "voronoi/QmAlgVor.h"
+#include "voronoi/QmVorGeom.h"
+#include "voronoi/qmSommetVor.h"
