@@ -39,6 +39,7 @@
 #include "shell/QmExport.h"
 #include "shell/QmVersion.h"
 #include "surface/QmAlgStrip.h"
+#include "toolpath/QmIsoFile.h"
 #include "toolpath/SolvePolynome.h"
 #include "voronoi/QmAlgVor.h"
 #include "voronoi/QmVorGeom.h"
