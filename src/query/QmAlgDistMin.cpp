@@ -169,6 +169,40 @@ template <int Q, int T> void VisitLeaf(Context& c, qmCacheNode* leaf)
     TestElement<Q, T>(c, e);
 }
 
+// The visit of a split node's two children, in three steps across the loop of a descent:
+// open (take both, enter the nearer), resume (enter the other if it still can hold the
+// best), close (release both). Nearer first, right on a tie; a box at exactly the best is
+// still entered, because a candidate equal to the best replaces it.
+struct ChildVisit
+{
+    qmCacheNode* left = nullptr;
+    qmCacheNode* right = nullptr;
+    qmCacheNode* second = nullptr;
+    double dSecond = 0.0;
+    int stage = 0;
+
+    qmCacheNode* Open(double dL, double dR, double best)
+    {
+        const bool rightFirst = dR <= dL;
+        second = rightFirst ? left : right;
+        dSecond = rightFirst ? dL : dR;
+        stage = 1;
+        return (rightFirst ? dR : dL) <= best ? (rightFirst ? right : left) : nullptr;
+    }
+
+    qmCacheNode* Resume(double best)
+    {
+        stage = 2;
+        return dSecond <= best ? second : nullptr;
+    }
+
+    void Close()
+    {
+        left->Release();
+        right->Release();
+    }
+};
+
 // One tree against the fixed query shape Q; the tree holds elements of type T.
 template <int Q, int T> void DescendTree(Context& c, qmCacheNode* root)
 {
@@ -180,43 +214,27 @@ template <int Q, int T> void DescendTree(Context& c, qmCacheNode* root)
     struct Frame
     {
         qmCacheNode* node;
-        qmCacheNode* left;
-        qmCacheNode* right;
-        qmCacheNode* second;
-        double dSecond;
-        int stage;
+        ChildVisit v;
     };
     FrameStack<Frame> stack;
-    stack.Push({root, nullptr, nullptr, nullptr, 0.0, 0});
+    stack.Push({root, {}});
     double const& best = c.sol->dist2;
     while (!stack.Empty())
     {
         Frame& f = stack.Top();
         qmCacheNode* next = nullptr;
-        if (f.stage == 0)
+        if (f.v.stage == 0)
         {
-            f.left = f.node->GetLeft();
-            f.right = f.node->GetRight();
-            const double dL = QueryBoxDist2<Q>(c, f.left->GetBox());
-            const double dR = QueryBoxDist2<Q>(c, f.right->GetBox());
-            // Nearer first, right on a tie; a box at exactly the best is still entered.
-            const bool rightFirst = dR <= dL;
-            f.second = rightFirst ? f.left : f.right;
-            f.dSecond = rightFirst ? dL : dR;
-            f.stage = 1;
-            if ((rightFirst ? dR : dL) <= best)
-                next = rightFirst ? f.right : f.left;
+            f.v.left = f.node->GetLeft();
+            f.v.right = f.node->GetRight();
+            next = f.v.Open(QueryBoxDist2<Q>(c, f.v.left->GetBox()),
+                            QueryBoxDist2<Q>(c, f.v.right->GetBox()), best);
         }
-        else if (f.stage == 1)
-        {
-            f.stage = 2;
-            if (f.dSecond <= best)
-                next = f.second;
-        }
+        else if (f.v.stage == 1)
+            next = f.v.Resume(best);
         else
         {
-            f.left->Release();
-            f.right->Release();
+            f.v.Close();
             stack.Pop();
             continue;
         }
@@ -225,7 +243,7 @@ template <int Q, int T> void DescendTree(Context& c, qmCacheNode* root)
         if (next->IsLeaf())
             VisitLeaf<Q, T>(c, next);
         else
-            stack.Push({next, nullptr, nullptr, nullptr, 0.0, 0});
+            stack.Push({next, {}});
     }
 }
 
@@ -306,21 +324,17 @@ template <int TA, int TB> void DescendPair(Context& c, qmCacheNode* rootA, qmCac
     {
         qmCacheNode* a;
         qmCacheNode* b;
-        qmCacheNode* left;
-        qmCacheNode* right;
-        qmCacheNode* second;
-        double dSecond;
         bool divideA;
-        int stage;
+        ChildVisit v;
     };
     FrameStack<Frame> stack;
-    stack.Push({rootA, rootB, nullptr, nullptr, nullptr, 0.0, false, 0});
+    stack.Push({rootA, rootB, false, {}});
     double const& best = c.sol->dist2;
     while (!stack.Empty())
     {
         Frame& f = stack.Top();
         qmCacheNode* next = nullptr;
-        if (f.stage == 0)
+        if (f.v.stage == 0)
         {
             if (f.b->IsLeaf())
                 f.divideA = true;
@@ -330,29 +344,19 @@ template <int TA, int TB> void DescendPair(Context& c, qmCacheNode* rootA, qmCac
                 f.divideA = Size(f.b->GetBox()) < Size(f.a->GetBox());
             qmCacheNode* divided = f.divideA ? f.a : f.b;
             ZgBBox3 const& other = (f.divideA ? f.b : f.a)->GetBox();
-            f.left = divided->GetLeft();
-            f.right = divided->GetRight();
+            f.v.left = divided->GetLeft();
+            f.v.right = divided->GetRight();
             double dL = 0.0;
             double dR = 0.0;
-            ZgDist2MinBoxBox(f.left->GetBox(), other, dL);
-            ZgDist2MinBoxBox(f.right->GetBox(), other, dR);
-            const bool rightFirst = dR <= dL;
-            f.second = rightFirst ? f.left : f.right;
-            f.dSecond = rightFirst ? dL : dR;
-            f.stage = 1;
-            if ((rightFirst ? dR : dL) <= best)
-                next = rightFirst ? f.right : f.left;
+            ZgDist2MinBoxBox(f.v.left->GetBox(), other, dL);
+            ZgDist2MinBoxBox(f.v.right->GetBox(), other, dR);
+            next = f.v.Open(dL, dR, best);
         }
-        else if (f.stage == 1)
-        {
-            f.stage = 2;
-            if (f.dSecond <= best)
-                next = f.second;
-        }
+        else if (f.v.stage == 1)
+            next = f.v.Resume(best);
         else
         {
-            f.left->Release();
-            f.right->Release();
+            f.v.Close();
             stack.Pop();
             continue;
         }
@@ -363,7 +367,7 @@ template <int TA, int TB> void DescendPair(Context& c, qmCacheNode* rootA, qmCac
         if (a->IsLeaf() && b->IsLeaf())
             VisitLeafPair<TA, TB>(c, a, b);
         else
-            stack.Push({a, b, nullptr, nullptr, nullptr, 0.0, false, 0});
+            stack.Push({a, b, false, {}});
     }
 }
 
