@@ -17,6 +17,7 @@
 // outside QmAlgVor and to the tests, which build maps by hand. Defined in the library's
 // private header voronoi/VorBrinDetail.h, never installed.
 struct qmVorAccess;
+class QmAlgVorData;
 
 // The Voronoi diagram (medial axis) of planar pockets, stored as a combinatorial map.
 //
@@ -328,9 +329,56 @@ public:
         BrinVor* B2 = nullptr;
     };
 
-    // The driver goes here: its one field (the data record), Compute and Delete, the reads
-    // of the pockets, the clearing of flags, AddMinPt and the dump. It owns every dart,
-    // every qmSommetVor and the shared box from Compute until Delete.
+    // The driver. From Compute to Delete the diagram owns every dart, every qmSommetVor,
+    // one box shared by all pockets and an AttrEdgeVor on every contour edge. Copies share
+    // the record, so only one of them may be deleted.
+    QmAlgVor() = default;
+    QmAlgVor(QmAlgVor const&) = default;
+    QmAlgVor& operator=(QmAlgVor const&) = default;
+
+    // The diagram of count pockets: meshes[0] is the outer contour, the others islands,
+    // each one chain of edges in the plane, directed so that the pocket lies on its right
+    // (QmAlgNeib::AttrEdge gives the direction and is built where the first edge lacks
+    // one). The array is kept, not copied, and must outlive the diagram; the meshes must
+    // not be edited until Delete. The text is ignored. 1 when the diagram stands, 0 on
+    // failure, including contours it cannot take (a zero-length edge, a contour that
+    // touches itself); Delete is due either way.
+    long Compute(char const* unused, QmPstMesh** const meshes, long count);
+    // Frees the map, the record, the box and every AttrEdgeVor of the meshes; leaves the
+    // QmAlgNeib::AttrEdge links. The object is empty afterwards.
+    void Delete(QmPstMesh** const meshes, long count);
+
+    long GetNbPoches() const;
+    QmPstMesh& GetPstMesh(long pocket) const;
+    // The first edge of the pocket's contour: its open start, or the mesh's first edge when
+    // the contour is closed.
+    QmPstMesh::edge* GetPocheIde(long pocket) const;
+    long GetNbEdge(long pocket) const;
+    // 1 for a closed contour, 0 for an open one.
+    long GetFerme(long pocket) const;
+
+    // Flag 0 along every pocket's whole Phi tour.
+    void UnsetFlagAll();
+    // Flag 0 on the subtree of each entry dart along every contour.
+    void UnsetFlag();
+    // Flag 0 on b, its Alpha and the subtree beyond b, stopping where both flags are 0.
+    void UnsetFlagArbre(BrinVor* b);
+
+    // Makes a vertex at the narrowest place inside each arc that has one, so that the
+    // vertices alone bound the clearance along every arc.
+    void AddMinPt();
+    // Writes the box and every arc as ISO contour text to path, which must be writable.
+    void qmAfficheVorMD(char const* path);
+
+private:
+    friend struct qmVorAccess;
+
+    // The tour of the arcs, each once, with a pen-up before an arc that does not continue
+    // the previous one: false when a contour is open or a pocket's start dart is already
+    // marked.
+    bool ParcoursPseudoFaces(QmAlgVor& vor, bool (*cb)(void*, BrinVor*, bool), void* ctx);
+
+    QmAlgVorData* data = nullptr;
 };
 
 // End of an open contour along the contour walks: a dart pointer with every bit set, told

@@ -204,7 +204,7 @@ void QmAlgVor::BrinVor::AddPrecFront(BrinVor* n)
     n->phi = alphaRef().phi;
     alphaRef().phi = n->alpha;
     if (Sommet == nullptr)
-        Sommet = new qmSommetVor;
+        Sommet = VorNewSommet();
     n->alpha->Sommet = Sommet;
 }
 
@@ -219,7 +219,7 @@ void QmAlgVor::BrinVor::AddPrecBack(BrinVor* n)
     prec->phi = n->alpha;
     n->phi = this;
     if (Sommet == nullptr)
-        Sommet = new qmSommetVor;
+        Sommet = VorNewSommet();
     n->alpha->Sommet = Sommet;
 }
 
@@ -231,7 +231,7 @@ void QmAlgVor::BrinVor::AddPrec(BrinVor** arr, long count)
     if (arr == nullptr || count < 1)
         return;
     if (Sommet == nullptr)
-        Sommet = new qmSommetVor;
+        Sommet = VorNewSommet();
     arr[0]->phi = alphaRef().phi;
     for (long i = 1; i < count; ++i)
     {

@@ -7,6 +7,8 @@
 #include "mesh/QmPstMesh.h"
 #include "voronoi/QmAlgVor.h"
 
+#include <new>
+
 // Steps allowed to a walk about a vertex, along a pseudo-face or along a contour. A true
 // orbit is far shorter than any diagram that fits in memory would need; a walk that gets
 // here is on a corrupt map (asserted in debug builds) or a malformed chain of edges, and
@@ -42,6 +44,15 @@ void SiteGauche(QmAlgVor::BrinVor const* b, QmPstMesh::edge** e, bool* isEdge, b
 // segment seen from its far end is oriented the other way. All three outputs are written.
 void SiteDroite(QmAlgVor::BrinVor const* a, QmPstMesh::edge** e, bool* isEdge, bool* extr);
 
+// A new vertex for the darts' own insertions: from the pool of the diagram being built or
+// edited on this thread (see VorSommetScope), else from the heap, as for maps built by hand.
+qmSommetVor* VorNewSommet();
+
+// The tour of ParcoursPseudoFaces; with sansFlag the arcs are not marked, so a map whose
+// islands are joined by bridges can be toured without the flags stopping the walk.
+bool VorParcoursPseudoFaces(QmAlgVor& vor, bool (*cb)(void*, QmAlgVor::BrinVor*, bool), void* ctx,
+                            bool sansFlag);
+
 // The private operations of the darts and of AttrEdgeVor, for the construction code
 // outside QmAlgVor and for the tests that build maps by hand. A dart made here is freed
 // here; linking it into a pair and a map is the caller's business.
@@ -56,6 +67,13 @@ struct qmVorAccess
         return new BrinVor(e, isEdge, extr);
     }
     static void DeleteBrin(BrinVor* b) { delete b; }
+    // For pooled darts: construct in raw memory, destroy without freeing it.
+    static BrinVor* ConstructBrin(void* mem, edge* e, bool isEdge, bool extr)
+    {
+        return new (mem) BrinVor(e, isEdge, extr);
+    }
+    static void DestroyBrin(BrinVor* b) { b->~BrinVor(); }
+    static QmAlgVorData* GetData(QmAlgVor const& vor) { return vor.data; }
 
     static void SetI(BrinVor* b, edge* e, bool isEdge, bool extr) { b->SetI(e, isEdge, extr); }
     static void SetExtr1(BrinVor* b, bool extr) { b->SetExtr1(extr); }

@@ -1,6 +1,7 @@
 // qmesh: the library from the command line, for trying it without writing C++.
 
 #include "MeshReport.h"
+#include "PocketReport.h"
 #include "qmesh.h"
 
 #include <cctype>
@@ -22,12 +23,15 @@ const char* const usage =
     "  qmesh info FILE\n"
     "  qmesh convert IN OUT [--text-records]\n"
     "  qmesh distance FILE X Y Z [--mask M]   (M: 1 vertices, 2 edges, 4 faces; sums)\n"
+    "  qmesh pocket FILE.iso [--svg OUT.svg] [--iso OUT.iso] [--minpt]\n"
     "  qmesh demo [--dir DIR] [--data DIR]\n"
     "  qmesh --version\n"
     "Files ending in .stl (any case) are STL; any other name is the native format.\n"
     "Parameters of `solid` carry the names of the library's arguments; `qmesh solid KIND\n"
     "--help` lists them with their defaults. `convert` writes binary STL records unless\n"
-    "--text-records is given.\n";
+    "--text-records is given. `pocket` computes the medial axis of the first contour of an\n"
+    "ISO file, draws it as SVG and dumps it as ISO text; --minpt adds the narrowest points\n"
+    "inside arcs as vertices.\n";
 
 int fail(std::string const& message)
 {
@@ -333,6 +337,33 @@ int cmdDistance(std::vector<std::string> const& args)
     return sol.found ? 0 : 1;
 }
 
+int cmdPocket(std::vector<std::string> const& args)
+{
+    PocketOptions options;
+    for (size_t i = 0; i < args.size(); ++i)
+    {
+        std::string const& a = args[i];
+        if (a == "--svg" || a == "--iso")
+        {
+            if (i + 1 == args.size())
+                return fail("pocket: " + a + " needs an output file");
+            (a == "--svg" ? options.svg : options.iso) = args[++i];
+        }
+        else if (a == "--minpt")
+            options.minPt = true;
+        else if (!a.empty() && a[0] == '-')
+            return fail("pocket: unknown option '" + a + "'");
+        else if (!options.input.empty())
+            return fail("pocket: give one contour file");
+        else
+            options.input = a;
+    }
+    if (options.input.empty())
+        return fail("pocket: give a contour file (ISO text: G0 then G1 lines)");
+    const std::string error = RunPocket(options, std::cout);
+    return error.empty() ? 0 : fail(error);
+}
+
 int cmdDemo(std::vector<std::string> const& args)
 {
     std::string dir;
@@ -404,6 +435,21 @@ int cmdDemo(std::vector<std::string> const& args)
         ++failures;
     }
     QmPstMesh::DestroyMesh(stl);
+
+    // A pocket: its medial axis, drawn over the contour.
+    std::cout << "\nMedial axis of a pocket: ";
+    PocketOptions pocket;
+    pocket.input = data + "/pocket.iso";
+    pocket.svg = dir + "/pocket.svg";
+    pocket.iso = dir + "/pocket_diagram.iso";
+    const std::string error = RunPocket(pocket, std::cout);
+    if (!error.empty())
+    {
+        std::cout << "  ** " << error << " **\n";
+        ++failures;
+    }
+    else
+        std::cout << "open " << pocket.svg << " in a browser to see it\n";
     return failures == 0 ? 0 : 1;
 }
 } // namespace
@@ -425,6 +471,8 @@ int main(int argc, char** argv)
         return cmdDistance(args);
     if (cmd == "convert")
         return cmdConvert(args);
+    if (cmd == "pocket")
+        return cmdPocket(args);
     if (cmd == "demo")
         return cmdDemo(args);
     if (cmd == "--version")
