@@ -563,12 +563,16 @@ bool QmAlgVorData::CheckDiagram(long count)
         BrinVor* first = a != nullptr ? a->GetB2() : nullptr;
         if (first == nullptr)
             continue;
+        // Inside a closed contour a dead end off the contour is an arc to infinity: some
+        // join did not close. An open contour's cells are unbounded, so its diagram keeps
+        // arcs to infinity; there only a dead end at a vertex off the contour is wrong.
+        const bool ferme = Ferme[i];
         BrinVor* b = first;
         for (long steps = 0;; ++steps)
         {
-            // A dead end off the contour is an arc to infinity inside the pocket: some
-            // join did not close. So is a tour that does not close.
-            if (b == nullptr || steps >= lVorPasMax || (b->Last() && !b->LastBord()))
+            if (b == nullptr || steps >= lVorPasMax)
+                return false;
+            if (b->Last() && !b->LastBord() && (ferme || !IsInfini(b->Alpha()->GetPoint1())))
                 return false;
             b->SetFlag(1);
             b = b->Phi();

@@ -430,6 +430,10 @@ long QmAlgVorData::OnCurvedArc(BrinVor* a, ZgVector2 p)
     // This one test compares coordinates with dVorZero, not dZgZero.
     if (std::fabs(e.x - p.x) < dVorZero && std::fabs(e.y - p.y) < dVorZero)
         return 0;
+    // An arc whose ends have met (a crossing at its own origin cut it to nothing) has no
+    // inside; the side tests below would read the direction of a chord of rounding noise.
+    if (o == e)
+        return 0;
     a->GetFoyerDirectrice(f, q, v);
     const ZgVector2 h = Pied(q, v, f);
     const ZgVector2 sommet = (f + h) / 2.0;
