@@ -71,11 +71,7 @@ QmAlgNeib::AttrEdge* neibOf(edge* e)
         e->attributes.GetAttr(QmAlgNeib::AttrEdge::GetClassId()));
 }
 
-edge* nextIde(edge* e)
-{
-    QmAlgNeib::AttrEdge* n = neibOf(e);
-    return n != nullptr ? n->GetNextIde(e) : nullptr;
-}
+edge* nextIde(edge* e) { return VorNextIde(e); }
 
 edge* prevIde(edge* e)
 {
@@ -226,6 +222,12 @@ bool contoursPropres(std::vector<std::vector<edge*>> const& contours,
 
 // Construction driver.
 
+QmPstMesh::edge* VorNextIde(QmPstMesh::edge* e)
+{
+    QmAlgNeib::AttrEdge* n = neibOf(e);
+    return n != nullptr ? n->GetNextIde(e) : nullptr;
+}
+
 long QmAlgVorData::BuildDiagram(QmPstMesh** meshes, long count)
 {
     for (long i = 0; i < count; ++i)
@@ -267,9 +269,7 @@ long QmAlgVorData::BuildDiagram(QmPstMesh** meshes, long count)
             return 0;
     }
     PropagateSites();
-    // Islands are joined through bridges, which this construction does not make yet: a
-    // pocket with islands fails rather than give a diagram that ignores them.
-    if (NbPoches > 1)
+    if (NbPoches > 1 && !JoinIslands())
         return 0;
     FillDistances();
     return 1;

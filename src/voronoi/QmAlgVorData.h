@@ -7,6 +7,7 @@
 #include "kernel/ZgBBox2.h"
 #include "kernel/ZgVector2.h"
 #include "mesh/QmPstMesh.h"
+#include "query/QmAlgDistMin.h"
 #include "voronoi/QmAlgVor.h"
 #include "voronoi/VorBrinDetail.h"
 #include "voronoi/VorPool.h"
@@ -28,6 +29,9 @@ inline QmPstMesh::edge* VorSiteVide()
 {
     return reinterpret_cast<QmPstMesh::edge*>(~std::uintptr_t{0});
 }
+
+// The next edge of the contour through QmAlgNeib::AttrEdge; null at an open end.
+QmPstMesh::edge* VorNextIde(QmPstMesh::edge* e);
 
 struct VorBrinDestroy
 {
@@ -97,6 +101,19 @@ public:
     bool CheckDiagram(long count);
     void FillDistances();
     static double DistToSite(BrinVor* b);
+
+    // Islands, joined one by one through a bridge to the contours joined before.
+    bool JoinIslands();
+    bool UnTour() const;
+    long NextIsland(long island, ZgVector2& p);
+    static bool IslandPairFilter(void* pairs, QmPstMesh* meshA, QmPstMesh::ele* a, QmPstMesh* meshB,
+                                 QmPstMesh::ele* b);
+    static void SolToBrins(QmAlgDistMin::Sol& sol, BrinVor*& brinA, bool& inA, BrinVor*& brinB,
+                           bool& inB);
+    static BrinVor* SolToBrin(QmAlgDistMin::Sol& sol, bool& inEdge, long which);
+    ZgVector2 BridgeMidPoint(BrinVor* poche, BrinVor* ile, long island) const;
+    void BridgeIsland(long island, ZgVector2 const& p, BrinVor*& start, BrinVor*& left,
+                      BrinVor*& right);
 
     // Merge walk.
     void MergeChains(BrinVor* start, BrinVor* right, BrinVor* left, long mode);

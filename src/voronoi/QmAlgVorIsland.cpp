@@ -1,0 +1,341 @@
+#include "kernel/ZgVector2.h"
+#include "query/QmAlgDistMin.h"
+#include "voronoi/QmAlgVorData.h"
+#include "voronoi/QmVorGeom.h"
+#include "voronoi/VorGeomDetail.h"
+
+#include <cmath>
+#include <unordered_set>
+#include <vector>
+
+namespace
+{
+using BrinVor = QmAlgVor::BrinVor;
+using edge = QmPstMesh::edge;
+
+// The pairs a search for a bridge is not to give again. The search itself only ever adds
+// pairs of two segment sites, a handful per island, so a vector is plenty.
+struct PairesExclues
+{
+    std::vector<QmPstMesh::ele*> eleA;
+    std::vector<QmPstMesh::ele*> eleB;
+
+    bool Empty() const { return eleA.empty(); }
+    void Clear()
+    {
+        eleA.clear();
+        eleB.clear();
+    }
+};
+
+ZgVector2 Plan(ZgVector3 const& p) { return {p.x, p.y}; }
+
+ZgVector2 Unitaire(ZgVector2 const& v)
+{
+    const double l = v.Length();
+    return l > 0.0 ? v / l : v;
+}
+
+double Cross(ZgVector2 const& a, ZgVector2 const& b) { return Cross2(a, b).x; }
+
+// Where the bridge has to reach the contour: the site of a dart by its stored fields.
+bool SiteSegment(BrinVor const* b) { return b->IsEdge1(); }
+
+ZgVector2 VectDir(BrinVor const* b)
+{
+    ZgVector2 d;
+    b->GetVectDir(d);
+    return d;
+}
+} // namespace
+
+bool QmAlgVorData::JoinIslands()
+{
+    for (long i = 0; i < NbPoches; ++i)
+    {
+        DistPoche[i] = VorInfini;
+        BrinPoche[i] = nullptr;
+        BrinIle[i] = nullptr;
+    }
+    BrinPoche[0] = VorBrinFin();
+    BrinIle[0] = VorBrinFin();
+    StopDroite = nullptr;
+    StopGauche = nullptr;
+    for (long k = 0; k + 1 < NbPoches; ++k)
+    {
+        ZgVector2 p;
+        const long j = NextIsland(k + 1, p);
+        // Pocket 0 is joined already: no bridge was found, and there is nothing to join.
+        if (j <= 0 || BrinPoche[j] == nullptr || BrinIle[j] == nullptr)
+            return false;
+        BrinVor* start = nullptr;
+        BrinVor* left = nullptr;
+        BrinVor* right = nullptr;
+        BridgeIsland(j, p, start, left, right);
+        if (start == nullptr)
+            return false;
+        qmVorAccess::SetPoint1(start, p);
+        CoupeDroite = 1;
+        CoupeGauche = 1;
+        MergeChains(start, right, left, 0);
+        if (Echec)
+            return false;
+        PropagateSites();
+        BrinPoche[j] = VorBrinFin();
+        BrinIle[j] = VorBrinFin();
+        StopDroite = nullptr;
+        StopGauche = nullptr;
+        // A cut that the walk never needed must not act on the next join's first steps.
+        CoupeDroite = 0;
+        CoupeGauche = 0;
+        if (!CheckDiagram(NbPoches))
+            return false;
+    }
+    return UnTour();
+}
+
+bool QmAlgVorData::UnTour() const
+{
+    // The joins cut each island's ring open, so the joined map is one tree: the Phi tour
+    // from the first pocket passes every dart that can be reached at all. A join that left
+    // a ring closed would give the walks and the taking down a second tour to find.
+    BrinVor* first = GetAttrEdgeVor(PocheIde[0])->GetB2();
+    std::unordered_set<BrinVor*> atteints{first};
+    std::vector<BrinVor*> pile{first};
+    while (!pile.empty())
+    {
+        BrinVor* d = pile.back();
+        pile.pop_back();
+        for (BrinVor* n : {d->Alpha(), d->Phi()})
+            if (n != nullptr && n != VorBrinFin() && atteints.insert(n).second)
+                pile.push_back(n);
+    }
+    size_t tour = 0;
+    BrinVor* b = first;
+    do
+    {
+        ++tour;
+        b = b->Phi();
+    } while (b != first && tour <= atteints.size());
+    return b == first && tour == atteints.size();
+}
+
+long QmAlgVorData::NextIsland(long island, ZgVector2& p)
+{
+    PairesExclues exclues;
+    QmAlgDistMin dm;
+    dm.SetCbFiltreAB(IslandPairFilter, &exclues);
+    std::vector<QmPstMesh*> meshes(static_cast<size_t>(NbPoches));
+    long aretes = 0;
+    for (long i = 0; i < NbPoches; ++i)
+    {
+        meshes[static_cast<size_t>(i)] = PocheIde[i]->mesh;
+        aretes += NbEdge[i];
+    }
+    QmPstMesh& ile = *meshes[static_cast<size_t>(island)];
+    const auto types = static_cast<QmPstMesh::TypeEle>(QmPstMesh::typeVertex | QmPstMesh::typeEdge);
+    // Each pass either takes a pair and ends, or excludes one more pair of segment sites,
+    // of which there are at most as many as pairs of vertices at a convex corner on both
+    // sides: the bound only guards against a search that keeps giving the same answer.
+    const long maxPasses = 2 * aretes + 16;
+    for (long pass = 0; pass < maxPasses; ++pass)
+    {
+        QmAlgDistMin::Sol sol;
+        dm.DistMin(ile, types, static_cast<int>(island), meshes.data(), types, sol, 0.0);
+        if (!sol.found)
+            break;
+        BrinVor* brinA = nullptr;
+        BrinVor* brinB = nullptr;
+        bool inA = false;
+        bool inB = false;
+        SolToBrins(sol, brinA, inA, brinB, inB);
+        if (brinA == nullptr || brinB == nullptr || (SiteSegment(brinA) && SiteSegment(brinB)))
+        {
+            // Two segment sites (or a witness with no dart): their bisector cannot carry
+            // the bridge's first arc. Look further.
+            exclues.eleA.push_back(sol.eleA);
+            exclues.eleB.push_back(sol.eleB);
+            continue;
+        }
+        const double limite =
+            DistPoche[island] == VorInfini ? VorInfini : DistPoche[island] * DistPoche[island];
+        if (sol.dist2 < limite)
+        {
+            exclues.Clear();
+            DistPoche[island] = std::sqrt(sol.dist2);
+            BrinPoche[island] = brinB;
+            BrinIle[island] = brinA;
+        }
+        // A pair no nearer than the bridge already held: the search only gets farther.
+        break;
+    }
+    long j = 0;
+    double best = VorInfini;
+    for (long i = 0; i < NbPoches; ++i)
+        if (BrinIle[i] != VorBrinFin() && DistPoche[i] < best)
+        {
+            best = DistPoche[i];
+            j = i;
+        }
+    if (j == 0)
+        return 0;
+    p = BridgeMidPoint(BrinPoche[j], BrinIle[j], j);
+    return j;
+}
+
+bool QmAlgVorData::IslandPairFilter(void* pairs, QmPstMesh* /*meshA*/, QmPstMesh::ele* a,
+                                    QmPstMesh* /*meshB*/, QmPstMesh::ele* b)
+{
+    PairesExclues const& exclues = *static_cast<PairesExclues const*>(pairs);
+    for (size_t k = 0; k < exclues.eleA.size(); ++k)
+        if (exclues.eleA[k] == a && exclues.eleB[k] == b)
+            return false;
+    // Two edges: the nearest points of two contours are sought at a vertex on one side.
+    return !(a->GetType() == QmPstMesh::typeEdge && b->GetType() == QmPstMesh::typeEdge);
+}
+
+void QmAlgVorData::SolToBrins(QmAlgDistMin::Sol& sol, BrinVor*& brinA, bool& inA, BrinVor*& brinB,
+                              bool& inB)
+{
+    brinA = SolToBrin(sol, inA, 1);
+    brinB = SolToBrin(sol, inB, 2);
+}
+
+QmAlgVor::BrinVor* QmAlgVorData::SolToBrin(QmAlgDistMin::Sol& sol, bool& inEdge, long which)
+{
+    QmPstMesh::ele* ele = which == 1 ? sol.eleA : sol.eleB;
+    unsigned char type = which == 1 ? sol.typeA : sol.typeB;
+    ZgVector3 witness = which == 1 ? sol.ptA : sol.ptB;
+    inEdge = false;
+    if (ele == nullptr)
+        return nullptr;
+    if (type == QmPstMesh::typeVertex)
+    {
+        // A vertex: any edge at it will do, found by a search from its position.
+        auto* v = static_cast<QmPstMesh::vertex*>(ele);
+        const ZgVector3 coo(v->coo[0], v->coo[1], v->coo[2]);
+        QmAlgDistMin dm;
+        QmAlgDistMin::Sol s;
+        dm.DistMin(coo, *v->mesh, QmPstMesh::typeEdge, s, 0.0);
+        if (!s.found)
+            return nullptr;
+        ele = s.eleA;
+        witness = s.ptB;
+        type = s.typeA;
+    }
+    if (type != QmPstMesh::typeEdge || ele == nullptr)
+        return nullptr;
+    auto* e = static_cast<edge*>(ele);
+    const ZgVector2 w = Plan(witness);
+    long end = 0;
+    bool atVertex = true;
+    if (!(w == VorCoo(e->v[0])))
+    {
+        end = 1;
+        atVertex = w == VorCoo(e->v[1]);
+    }
+    AttrEdgeVor* a = GetAttrEdgeVor(e);
+    if (a == nullptr)
+        return nullptr;
+    if (atVertex)
+    {
+        BrinVor* x = a->GetB(end);
+        if (x == nullptr)
+            return nullptr;
+        if (x->IsEdge1() && !x->IsEdge2())
+        {
+            // The segment's dart at a reflex vertex: the point site's dart starts the next
+            // edge.
+            e = VorNextIde(e);
+            a = e != nullptr ? GetAttrEdgeVor(e) : nullptr;
+            if (a == nullptr)
+                return nullptr;
+            end = end == 0 ? 1 : 0;
+        }
+        else if (x->IsEdge1() && x->IsEdge2())
+            atVertex = false;
+    }
+    inEdge = !atVertex;
+    return a->GetB(end);
+}
+
+ZgVector2 QmAlgVorData::BridgeMidPoint(BrinVor* poche, BrinVor* ile, long island) const
+{
+    const double d = DistPoche[island] / 2.0;
+    // The foot of a point on the segment of a dart, then half the bridge along the normal
+    // into the pocket.
+    auto surSegment = [d](BrinVor* s, ZgVector2 const& x)
+    {
+        const ZgVector2 o = s->GetPoint1();
+        BrinVor* prev = s->GetPrevB();
+        const ZgVector2 dir =
+            prev != nullptr && prev != VorBrinFin() ? Unitaire(o - prev->GetPoint1()) : ZgVector2();
+        const ZgVector2 pied = o + dir * Dot2(x - o, dir);
+        return pied + PerpDroite(dir) * d;
+    };
+    if (SiteSegment(poche))
+        return surSegment(poche, ile->GetPoint1());
+    if (!SiteSegment(ile))
+    {
+        const ZgVector2 o = poche->GetPoint1();
+        return o + Unitaire(ile->GetPoint1() - o) * d;
+    }
+    return surSegment(ile, poche->GetPoint1());
+}
+
+void QmAlgVorData::BridgeIsland(long island, ZgVector2 const& p, BrinVor*& start, BrinVor*& left,
+                                BrinVor*& right)
+{
+    start = nullptr;
+    left = nullptr;
+    right = nullptr;
+    BrinVor* L = BrinPoche[island];
+    BrinVor* R = BrinIle[island];
+    auto valide = [](BrinVor* b) { return b != nullptr && b != VorBrinFin(); };
+    if (!valide(L) || !valide(R))
+        return;
+    long kind = 3;
+    if (SiteSegment(L) && !SiteSegment(R))
+        kind = 1;
+    else if (!SiteSegment(L) && !SiteSegment(R))
+        kind = 2;
+    enum
+    {
+        T1,
+        T2,
+        T3
+    } tag = T1;
+    const ZgVector2 v = R->GetPoint1() - L->GetPoint1();
+    const ZgVector2 dl = VectDir(L);
+    const ZgVector2 dr = VectDir(R);
+    if (std::fabs(Cross(dl, v)) < dVorZero)
+    {
+        // L runs along the bridge.
+        if (std::fabs(Dot2(dl, dr)) < dVorZero)
+            tag = T3;
+        else if (std::fabs(Cross(dl, p - L->GetPoint1())) < dVorZero)
+            tag = T2;
+    }
+    if (tag == T1)
+    {
+        BrinVor* pr = R->GetPrevB();
+        if (valide(pr) && (kind == 1 || kind == 2) &&
+            std::fabs(Cross(p - R->GetPoint1(), VectDir(pr))) <= dVorZero)
+            R = pr;
+    }
+    else if (tag == T2)
+        L = L->GetNextB();
+    else
+    {
+        L = L->GetNextB();
+        R = R->GetPrevB();
+    }
+    if (!valide(L) || !valide(R))
+        return;
+    start = NewBrinPair(R->GetI1(), R->IsEdge1(), R->GetExtr1(), L->GetI1(), L->IsEdge1(),
+                        L->GetExtr1());
+    R = R->GetPrevB();
+    qmVorAccess::SetSommet(start, NewSommet());
+    left = L;
+    right = valide(R) ? R : nullptr;
+}
