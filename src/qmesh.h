@@ -42,5 +42,6 @@
 #include "toolpath/QmIsoFile.h"
 #include "toolpath/SolvePolynome.h"
 #include "voronoi/QmAlgVor.h"
+#include "voronoi/QmAlgVorAlgoParcours.h"
 #include "voronoi/QmVorGeom.h"
 #include "voronoi/qmSommetVor.h"

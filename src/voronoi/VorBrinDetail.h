@@ -48,8 +48,9 @@ void SiteDroite(QmAlgVor::BrinVor const* a, QmPstMesh::edge** e, bool* isEdge, b
 // edited on this thread (see VorSommetScope), else from the heap, as for maps built by hand.
 qmSommetVor* VorNewSommet();
 
-// The tour of ParcoursPseudoFaces; with sansFlag the arcs are not marked, so a map whose
-// islands are joined by bridges can be toured without the flags stopping the walk.
+// The tour of ParcoursPseudoFaces. Arcs are marked as they are taken either way; with
+// sansFlag a pocket whose start dart is marked already (an island joined to the first
+// pocket's tree) is passed over instead of ending the walk.
 bool VorParcoursPseudoFaces(QmAlgVor& vor, bool (*cb)(void*, QmAlgVor::BrinVor*, bool), void* ctx,
                             bool sansFlag);
 
