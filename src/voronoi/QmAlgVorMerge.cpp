@@ -52,7 +52,6 @@ double dist2(ZgVector2 const& a, ZgVector2 const& b)
 }
 } // namespace
 
-
 void QmAlgVorData::MergeChains(BrinVor* start, BrinVor* right, BrinVor* left, long mode)
 {
     BrinVor* B = start;
