@@ -84,13 +84,11 @@ BrinVor* firstB2Along(QmAlgVorData const* rec, long pocket)
 
 bool sameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
-// Flag 0 on b, its Alpha and every dart beyond b, in the order of the recursive definition
-// (depth first, Sigma order about each far vertex), with a stack of our own: a subtree can
-// be as deep as the diagram.
-void unsetFlagArbre(BrinVor* b)
+// Depth first from b over the subtree beyond it, in Sigma order about each far vertex, with
+// a stack of our own: a subtree can be as deep as the diagram. take(x) decides whether the
+// arc of x is entered (and does its work on it); the walk goes on beyond x only then.
+template <class Take> void visitSubtree(BrinVor* b, Take take)
 {
-    if (b == nullptr || b->Alpha() == nullptr)
-        return;
     struct Frame
     {
         BrinVor* a; // Alpha of the dart entered: its Sigma orbit is walked
@@ -98,13 +96,11 @@ void unsetFlagArbre(BrinVor* b)
         long steps;
     };
     std::vector<Frame> stack;
-    auto enter = [&stack](BrinVor* x)
+    auto enter = [&](BrinVor* x)
     {
         BrinVor* a = x->Alpha();
-        if (a == nullptr || (x->GetFlag() == 0 && a->GetFlag() == 0))
+        if (a == nullptr || !take(x, a))
             return;
-        x->SetFlag(0);
-        a->SetFlag(0);
         stack.push_back({a, sigma(a), 0});
     };
     enter(b);
@@ -121,6 +117,23 @@ void unsetFlagArbre(BrinVor* b)
         ++f.steps;
         enter(y);
     }
+}
+
+// Flag 0 on b, its Alpha and every dart beyond b, in the order of the recursive
+// definition, stopping where both are 0 already.
+void unsetFlagArbre(BrinVor* b)
+{
+    if (b == nullptr)
+        return;
+    visitSubtree(b,
+                 [](BrinVor* x, BrinVor* a)
+                 {
+                     if (x->GetFlag() == 0 && a->GetFlag() == 0)
+                         return false;
+                     x->SetFlag(0);
+                     a->SetFlag(0);
+                     return true;
+                 });
 }
 
 // UnsetFlagArbre on the entry darts along each contour, from the pocket's start dart, or,
@@ -766,41 +779,19 @@ void DumpArc(std::FILE* file, BrinVor const* b)
     lignesT(file, [b](double t) { return b->XYt(t); });
 }
 
-// The arc of b, then the subtree beyond it, depth first in Sigma order about each far
-// vertex, each arc once; a stack of our own, since a subtree can be as deep as the diagram.
+// The arc of b, then the subtree beyond it, each arc once.
 void DumpTree(std::FILE* file, BrinVor* b)
 {
-    struct Frame
-    {
-        BrinVor* a;
-        BrinVor* cur;
-        long steps;
-    };
-    std::vector<Frame> stack;
-    auto enter = [&](BrinVor* x)
-    {
-        BrinVor* a = x->Alpha();
-        if (a == nullptr || x->GetFlag() + a->GetFlag() >= 1)
-            return;
-        DumpArc(file, x);
-        x->SetFlag(1);
-        a->SetFlag(1);
-        stack.push_back({a, sigma(a), 0});
-    };
-    enter(b);
-    while (!stack.empty())
-    {
-        Frame& f = stack.back();
-        if (f.cur == nullptr || f.cur == f.a || f.steps >= lVorPasMax)
-        {
-            stack.pop_back();
-            continue;
-        }
-        BrinVor* y = f.cur;
-        f.cur = sigma(y);
-        ++f.steps;
-        enter(y);
-    }
+    visitSubtree(b,
+                 [file](BrinVor* x, BrinVor* a)
+                 {
+                     if (x->GetFlag() + a->GetFlag() >= 1)
+                         return false;
+                     DumpArc(file, x);
+                     x->SetFlag(1);
+                     a->SetFlag(1);
+                     return true;
+                 });
 }
 
 // Empty: negative beyond dZgZero in a coordinate, or a point within dZgZero in both.
