@@ -119,9 +119,10 @@ template <class Take> void visitSubtree(BrinVor* b, Take take)
     }
 }
 
-// Flag 0 on b, its Alpha and every dart beyond b, in the order of the recursive
-// definition, stopping where both are 0 already.
-void unsetFlagArbre(BrinVor* b)
+} // namespace
+
+// In the order of the recursive definition.
+void VorUnsetFlagArbre(QmAlgVor::BrinVor* b)
 {
     if (b == nullptr)
         return;
@@ -136,6 +137,9 @@ void unsetFlagArbre(BrinVor* b)
                  });
 }
 
+namespace
+{
+
 // UnsetFlagArbre on the entry darts along each contour, from the pocket's start dart, or,
 // when fromFirstB2, from the first B2 found along the contour (the dump's variant).
 void unsetFlagPoches(QmAlgVorData const* rec, bool fromFirstB2)
@@ -148,7 +152,7 @@ void unsetFlagPoches(QmAlgVorData const* rec, bool fromFirstB2)
         BrinVor* b = first;
         for (long steps = 0; steps < lVorPasMax; ++steps)
         {
-            unsetFlagArbre(b);
+            VorUnsetFlagArbre(b);
             b = FindNextB(b->GetI2(), b);
             if (b == first || b == VorBrinFin() || b == nullptr)
                 break;
@@ -521,7 +525,7 @@ void QmAlgVor::UnsetFlag()
         unsetFlagPoches(data, false);
 }
 
-void QmAlgVor::UnsetFlagArbre(BrinVor* b) { unsetFlagArbre(b); }
+void QmAlgVor::UnsetFlagArbre(BrinVor* b) { VorUnsetFlagArbre(b); }
 
 // The tour of the arcs.
 

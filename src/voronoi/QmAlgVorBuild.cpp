@@ -629,34 +629,7 @@ double QmAlgVorData::DistToSite(BrinVor* b)
 
 // Clearing flags.
 
-void QmAlgVorData::UnsetFlagArbre(BrinVor* b)
-{
-    // Depth first with a stack of its own: a subtree can be as deep as the diagram.
-    std::vector<BrinVor*> stack;
-    if (b != nullptr)
-        stack.push_back(b);
-    while (!stack.empty())
-    {
-        BrinVor* d = stack.back();
-        stack.pop_back();
-        BrinVor* a = d->Alpha();
-        if (a == nullptr)
-        {
-            d->SetFlag(0);
-            continue;
-        }
-        if (d->GetFlag() == 0 && a->GetFlag() == 0)
-            continue;
-        d->SetFlag(0);
-        a->SetFlag(0);
-        BrinVor* s = a->Sigma();
-        for (long k = 0; s != a && s != nullptr && k < lVorPasMax; ++k)
-        {
-            stack.push_back(s);
-            s = s->Sigma();
-        }
-    }
-}
+void QmAlgVorData::UnsetFlagArbre(BrinVor* b) { VorUnsetFlagArbre(b); }
 
 void QmAlgVorData::UnsetFlag(long count)
 {

@@ -30,6 +30,10 @@ inline QmPstMesh::edge* VorSiteVide()
     return reinterpret_cast<QmPstMesh::edge*>(~std::uintptr_t{0});
 }
 
+// Flag 0 on b, its Alpha and every dart beyond b, depth first in Sigma order about each far
+// vertex, stopping where both are 0 already.
+void VorUnsetFlagArbre(QmAlgVor::BrinVor* b);
+
 // The next edge of the contour through QmAlgNeib::AttrEdge; null at an open end.
 QmPstMesh::edge* VorNextIde(QmPstMesh::edge* e);
 
