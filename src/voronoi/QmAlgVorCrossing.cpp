@@ -338,10 +338,11 @@ long QmAlgVorData::FindCrossing(BrinVor* b, BrinVor* w, ZgVector2& p, BrinVor*& 
             stop = true;
             continue;
         }
+        // An arc ending on the contour is tested even while a right cut is pending: the
+        // first crossing of an island's bridge can lie on it, past the far vertex of the
+        // arc the walker started on. Being a dead end, it ends the walk after its test.
         w = step(w);
         if (w == nullptr)
-            stop = true;
-        else if (w->LastBord() && CoupeDroite != 0)
             stop = true;
         else if (w == StopDroite)
         {

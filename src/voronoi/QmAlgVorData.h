@@ -108,7 +108,6 @@ public:
 
     // Islands, joined one by one through a bridge to the contours joined before.
     bool JoinIslands();
-    bool UnTour() const;
     long NextIsland(long island, ZgVector2& p);
     static bool IslandPairFilter(void* pairs, QmPstMesh* meshA, QmPstMesh::ele* a, QmPstMesh* meshB,
                                  QmPstMesh::ele* b);

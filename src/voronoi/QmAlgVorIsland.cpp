@@ -5,7 +5,6 @@
 #include "voronoi/VorGeomDetail.h"
 
 #include <cmath>
-#include <unordered_set>
 #include <vector>
 
 namespace
@@ -91,33 +90,10 @@ bool QmAlgVorData::JoinIslands()
         if (!CheckDiagram(NbPoches))
             return false;
     }
-    return UnTour();
-}
-
-bool QmAlgVorData::UnTour() const
-{
-    // The joins cut each island's ring open, so the joined map is one tree: the Phi tour
-    // from the first pocket passes every dart that can be reached at all. A join that left
-    // a ring closed would give the walks and the taking down a second tour to find.
-    BrinVor* first = GetAttrEdgeVor(PocheIde[0])->GetB2();
-    std::unordered_set<BrinVor*> atteints{first};
-    std::vector<BrinVor*> pile{first};
-    while (!pile.empty())
-    {
-        BrinVor* d = pile.back();
-        pile.pop_back();
-        for (BrinVor* n : {d->Alpha(), d->Phi()})
-            if (n != nullptr && n != VorBrinFin() && atteints.insert(n).second)
-                pile.push_back(n);
-    }
-    size_t tour = 0;
-    BrinVor* b = first;
-    do
-    {
-        ++tour;
-        b = b->Phi();
-    } while (b != first && tour <= atteints.size());
-    return b == first && tour == atteints.size();
+    // Each island keeps the ring of arcs about it closed, so the joined map has one Phi
+    // tour per pocket: the first pocket's tour on the outer side of every ring, and each
+    // island's tour between its contour and its ring.
+    return true;
 }
 
 long QmAlgVorData::NextIsland(long island, ZgVector2& p)

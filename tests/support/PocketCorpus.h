@@ -485,6 +485,20 @@ inline std::vector<PocketShape> BadContours()
 
 // A contour as a mesh: one vertex per point at z = 0 (repeated points stay distinct
 // vertices), edge k from point k to point k + 1 in that order. No attribute is hung.
+inline VorContourView ContourMesh(QmPstMesh& mesh, PocketShape const& s)
+{
+    VorContourView c;
+    c.pts = s.pts;
+    c.closed = s.closed;
+    std::vector<QmPstMesh::vertex*> v;
+    for (ZgVector2 const& p : s.pts)
+        v.push_back(mesh.AddVertex(ZgVector3(p.x, p.y, 0.0)));
+    const size_t n = v.size();
+    for (size_t k = 0; k + 1 < n || (s.closed && k < n); ++k)
+        c.edges.push_back(Edge(mesh, v[k], v[(k + 1) % n]));
+    return c;
+}
+
 struct PocketMesh
 {
     OwnedMesh mesh = NewOwnedMesh();
@@ -494,16 +508,89 @@ struct PocketMesh
     explicit PocketMesh(PocketShape const& s)
     {
         raw[0] = mesh.get();
-        VorContourView c;
-        c.pts = s.pts;
-        c.closed = s.closed;
-        std::vector<QmPstMesh::vertex*> v;
-        for (ZgVector2 const& p : s.pts)
-            v.push_back(mesh->AddVertex(ZgVector3(p.x, p.y, 0.0)));
-        const size_t n = v.size();
-        for (size_t k = 0; k + 1 < n || (s.closed && k < n); ++k)
-            c.edges.push_back(Edge(*mesh, v[k], v[(k + 1) % n]));
-        view.contours.push_back(std::move(c));
+        view.contours.push_back(ContourMesh(*mesh, s));
     }
 };
+
+// A pocket with islands: one mesh per contour, the outer contour first.
+struct PocketSet
+{
+    std::vector<OwnedMesh> meshes;
+    std::vector<QmPstMesh*> raw;
+    VorPocketView view;
+
+    explicit PocketSet(std::vector<PocketShape> const& shapes)
+    {
+        for (PocketShape const& s : shapes)
+        {
+            meshes.push_back(NewOwnedMesh());
+            raw.push_back(meshes.back().get());
+            view.contours.push_back(ContourMesh(*raw.back(), s));
+        }
+    }
+    long Count() const { return static_cast<long>(raw.size()); }
+};
+
+// An island of radius about r about c, counter-clockwise: a regular polygon (kind 0), a
+// square (1), a random star (2) or an L (3), turned by a random angle.
+inline PocketShape Island(long kind, ZgVector2 c, double r, std::mt19937& rng)
+{
+    const double deuxPi = 6.283185307179586;
+    const double a0 = CorpusUnit(rng) * deuxPi;
+    std::vector<ZgVector2> pts;
+    if (kind == 0 || kind == 1 || kind == 2)
+    {
+        const long n = kind == 1 ? 4 : (kind == 0 ? CorpusInt(rng, 12, 32) : CorpusInt(rng, 8, 32));
+        for (long i = 0; i < n; ++i)
+        {
+            const double a = a0 + deuxPi * static_cast<double>(i) / static_cast<double>(n);
+            const double rr = kind == 2 ? r * (0.4 + 0.6 * CorpusUnit(rng)) : r;
+            pts.push_back({c.x + rr * std::cos(a), c.y + rr * std::sin(a)});
+        }
+    }
+    else
+    {
+        const double s = r / 1.5, ca = std::cos(a0), sa = std::sin(a0);
+        for (ZgVector2 q :
+             std::vector<ZgVector2>{{-1, -1}, {1, -1}, {1, 0}, {0, 0}, {0, 1}, {-1, 1}})
+            pts.push_back({c.x + s * (ca * q.x - sa * q.y), c.y + s * (sa * q.x + ca * q.y)});
+    }
+    return {"island", pts, true};
+}
+
+// A 100 x 100 square (round: a 48-gon of radius 50) with up to `count` islands of mixed
+// kinds placed at random at least 1 apart and from the outer contour.
+inline std::vector<PocketShape> IslandPocket(long count, bool round, unsigned seed)
+{
+    std::mt19937 rng(seed);
+    std::vector<PocketShape> out;
+    std::vector<ZgVector2> outer;
+    if (round)
+        for (long i = 0; i < 48; ++i)
+        {
+            const double a = -6.283185307179586 * static_cast<double>(i) / 48.0;
+            outer.push_back({50 + 50 * std::cos(a), 50 + 50 * std::sin(a)});
+        }
+    else
+        outer = {{0, 0}, {0, 100}, {100, 100}, {100, 0}};
+    out.push_back(
+        {Named(round ? "islands in a circle" : "islands in a square", count, seed), outer, true});
+    std::vector<std::pair<ZgVector2, double>> placed;
+    for (long tries = 0; static_cast<long>(placed.size()) < count && tries < 5000; ++tries)
+    {
+        const double r = count <= 2   ? 5 + 15 * CorpusUnit(rng)
+                         : count <= 5 ? 4 + 8 * CorpusUnit(rng)
+                                      : 2 + 4 * CorpusUnit(rng);
+        const ZgVector2 c{r + 2 + (96 - 2 * r) * CorpusUnit(rng),
+                          r + 2 + (96 - 2 * r) * CorpusUnit(rng)};
+        bool libre = !round || (c - ZgVector2{50, 50}).Length() + r <= 47;
+        for (auto const& q : placed)
+            libre = libre && (q.first - c).Length() >= q.second + r + 1.0;
+        if (!libre)
+            continue;
+        placed.push_back({c, r});
+        out.push_back(Island(CorpusInt(rng, 0, 3), c, r, rng));
+    }
+    return out;
+}
 } // namespace qmtest

@@ -12,7 +12,8 @@
 //            start (end).
 //   [alpha]  Alpha is an involution without fixed point on every reachable dart.
 //   [phi]    the Phi orbit from B2 of the first pocket's first edge visits every reachable
-//            dart once and closes; with an open contour, the map may be a forest and
+//            dart once and closes; with islands, each pocket has its own orbit (the ring
+//            about an island stays closed); with an open contour, the map may be a forest and
 //            every dart's orbit closes.
 //   [sigma]  each Sigma orbit shares one vertex, and no vertex is shared by two orbits.
 //   [flag]   no dart keeps a visit mark.
@@ -315,7 +316,9 @@ public:
         seeds.push_back(start);
         if (!Collect())
             return Finish();
-        if (AllClosed())
+        if (AllClosed() && view.contours.size() > 1)
+            CheckPhiPockets();
+        else if (AllClosed())
             CheckPhi(start);
         else
             CheckPhiForest();
@@ -522,6 +525,53 @@ private:
         else if (seen.size() != darts.size())
             Fail("phi", "the orbit visits " + std::to_string(seen.size()) + " of " +
                             std::to_string(darts.size()) + " reachable darts");
+    }
+
+    // With islands, each ring of arcs about an island stays closed: one orbit per pocket,
+    // from B2 of its first edge, the outer pocket's outside every ring and each island's
+    // between its contour and its ring. The orbits are distinct and cover every dart, and
+    // each island adds one independent cycle to the graph.
+    void CheckPhiPockets()
+    {
+        std::unordered_set<BrinVor*> seen;
+        for (size_t i = 0; i < view.contours.size(); ++i)
+        {
+            QmAlgVor::AttrEdgeVor* a = EdgeAttr(view.contours[i].edges.front());
+            BrinVor* start = a != nullptr ? a->GetB2() : nullptr;
+            if (start == nullptr || start == VorBrinFin())
+            {
+                Fail("phi", "pocket " + std::to_string(i) + " has no start dart");
+                return;
+            }
+            if (seen.count(start) != 0)
+            {
+                Fail("phi", "pocket " + std::to_string(i) + " starts on an earlier pocket's orbit");
+                return;
+            }
+            BrinVor* b = start;
+            size_t step = 0;
+            for (; step <= darts.size(); ++step)
+            {
+                if (!seen.insert(b).second)
+                {
+                    Fail("phi", "the orbit of pocket " + std::to_string(i) +
+                                    " comes back to a dart at " + Pt(b->GetPoint1()));
+                    return;
+                }
+                b = b->Phi();
+                if (b == start)
+                    break;
+            }
+            if (b != start)
+            {
+                Fail("phi", "the orbit of pocket " + std::to_string(i) + " does not close");
+                return;
+            }
+        }
+        if (seen.size() != darts.size())
+            Fail("phi", "the pockets' orbits visit " + std::to_string(seen.size()) + " of " +
+                            std::to_string(darts.size()) + " reachable darts");
+        trees = 2 - static_cast<long>(view.contours.size());
     }
 
     // The construction keeps no crossing outside the outer contour's box. A closed
@@ -750,8 +800,9 @@ private:
         if (static_cast<long>(orbits.size()) != arcs + trees)
             Fail("count", std::to_string(orbits.size()) + " vertices and " + std::to_string(arcs) +
                               " arcs: not " +
-                              (trees == 1 ? std::string("a tree")
-                                          : "a forest of " + std::to_string(trees) + " trees"));
+                              (trees == 1  ? std::string("a tree")
+                               : trees < 1 ? "a tree with " + std::to_string(1 - trees) + " rings"
+                                           : "a forest of " + std::to_string(trees) + " trees"));
         const bool allClosed = AllClosed();
         for (BrinVor const* b : darts)
             if (b->Last() && b->GetD2() != 0.0 && (allClosed || SommetKey(b->Alpha()) != nullptr))
@@ -820,7 +871,8 @@ private:
     std::unordered_set<BrinVor*> known;
     std::vector<BrinVor*> darts;
     std::vector<std::vector<BrinVor*>> orbits;
-    long trees = 1; // Phi orbits; more than one only for an open contour
+    // Phi orbits for an open contour's forest; 1 - rings with islands; else 1.
+    long trees = 1;
     std::unordered_map<BrinVor*, size_t> orbitOf;
     std::map<std::string, int> perCheck;
     std::ostringstream messages;
