@@ -136,12 +136,12 @@ long TourBound(long nbEdge)
     return 2 * (2 * arcs);             // slack, darts
 }
 
-// The entry dart of the first contour edge that has one.
-Brin* FirstDart(QmAlgVor& vor)
+// The entry dart of the first edge of pocket i that has one.
+Brin* FirstDart(QmAlgVor& vor, long i)
 {
-    QmPstMesh& mesh = vor.GetPstMesh(0);
-    QmPstMesh::edge* e = vor.GetPocheIde(0);
-    for (long k = 0; k < vor.GetNbEdge(0) && e != nullptr; ++k)
+    QmPstMesh& mesh = vor.GetPstMesh(i);
+    QmPstMesh::edge* e = vor.GetPocheIde(i);
+    for (long k = 0; k < vor.GetNbEdge(i) && e != nullptr; ++k)
     {
         auto* attr = static_cast<QmAlgVor::AttrEdgeVor*>(
             mesh.GetEleAttr(e, QmAlgVor::AttrEdgeVor::GetClassId()));
@@ -155,35 +155,44 @@ Brin* FirstDart(QmAlgVor& vor)
     return nullptr;
 }
 
-// Darts in the Phi tour from start, which passes every dart of a tree once; 0 when a link
-// is missing or the tour does not come back within bound. The walks below then take
-// exactly that many steps.
-long TourLength(Brin* start, long bound)
+// Darts in the Phi tour from start, appended to darts; false when a link is missing or
+// the tour does not come back within bound.
+bool AddTour(Brin* start, long bound, std::vector<Brin*>& darts)
 {
     Brin* b = start;
     for (long n = 1; n <= bound; ++n)
     {
         if (b->Alpha() == nullptr || b->Phi() == nullptr)
-            return 0;
+            return false;
+        darts.push_back(b);
         b = b->Phi();
         if (b == start)
-            return n;
+            return true;
     }
-    return 0;
+    return false;
 }
 
-template <typename F> void ForTour(Brin* start, long n, F visit)
+// Every dart of the diagram: the outer pocket's tour, and with islands each island's tour
+// between its contour and the ring of arcs about it. Empty when a tour is broken.
+std::vector<Brin*> AllDarts(QmAlgVor& vor, long bound)
 {
-    Brin* b = start;
-    for (long k = 0; k < n; ++k)
+    std::vector<Brin*> darts;
+    for (long i = 0; i < vor.GetNbPoches(); ++i)
     {
-        Brin* next = b->Phi();
-        visit(b);
-        b = next;
+        Brin* start = FirstDart(vor, i);
+        if (start == nullptr || !AddTour(start, bound, darts))
+            return {};
     }
+    return darts;
 }
 
-// The tour meets each arc twice, once through each dart: the dart at the lower address
+template <typename F> void ForTour(std::vector<Brin*> const& darts, F visit)
+{
+    for (Brin* b : darts)
+        visit(b);
+}
+
+// The tours meet each arc twice, once through each dart: the dart at the lower address
 // stands for the arc, so no mark is needed.
 bool Represents(Brin const* b) { return std::less<Brin const*>()(b, b->Alpha()); }
 
@@ -207,12 +216,12 @@ struct Counts
     ZgVector2 centre;
 };
 
-Counts CountDiagram(Brin* start, long n)
+Counts CountDiagram(std::vector<Brin*> const& darts)
 {
     Counts c;
     // A vertex is one Sigma orbit. Flag marks the orbits counted; the library's walks and
     // Delete expect every flag clear, so the second walk clears them all.
-    ForTour(start, n,
+    ForTour(darts,
             [&c](Brin* b)
             {
                 if (b->GetFlag() != 0)
@@ -230,8 +239,8 @@ Counts CountDiagram(Brin* start, long n)
                     c.centre = b->GetPoint1();
                 }
             });
-    ForTour(start, n, [](Brin* b) { b->SetFlag(0); });
-    ForTour(start, n,
+    ForTour(darts, [](Brin* b) { b->SetFlag(0); });
+    ForTour(darts,
             [&c](Brin* b)
             {
                 if (!Represents(b))
@@ -346,13 +355,14 @@ std::string InfiniteArcPath(Brin const* d, double reach)
     return "M" + Pt(p0) + " Q" + Pt(c) + " " + Pt(p2);
 }
 
-bool WriteSvg(std::string const& path, std::string const& title, Chain const& contour, Brin* start,
-              long n, Counts const& c)
+bool WriteSvg(std::string const& path, std::string const& title, std::vector<Chain> const& contours,
+              std::vector<Brin*> const& darts, Counts const& c)
 {
     Box box;
-    for (ZgVector2 const& p : contour.points)
-        box.Add(p);
-    ForTour(start, n,
+    for (Chain const& contour : contours)
+        for (ZgVector2 const& p : contour.points)
+            box.Add(p);
+    ForTour(darts,
             [&box](Brin* b)
             {
                 if (Finite(b->GetPoint1()))
@@ -384,17 +394,22 @@ bool WriteSvg(std::string const& path, std::string const& title, Chain const& co
         << "<rect x=\"" << Num(view.lo.x) << "\" y=\"" << Num(-view.hi.y) << "\" width=\""
         << Num(size.x) << "\" height=\"" << Num(size.y) << "\" fill=\"white\"/>\n";
 
-    svg << "<path class=\"contour\" fill=\"#efefe8\" stroke=\"black\" stroke-width=\""
-        << Num(3 * px) << "\" d=\"";
-    for (size_t i = 0; i < contour.points.size(); ++i)
-        svg << (i == 0 ? "M" : " L") << Pt(contour.points[i]);
-    svg << (contour.closed ? " Z" : "") << "\"/>\n";
+    // The outer contour and its islands as one path: the islands are holes in the fill.
+    svg << "<path class=\"contour\" fill=\"#efefe8\" fill-rule=\"evenodd\" stroke=\"black\" "
+        << "stroke-width=\"" << Num(3 * px) << "\" d=\"";
+    for (Chain const& contour : contours)
+    {
+        for (size_t i = 0; i < contour.points.size(); ++i)
+            svg << (i == 0 ? "M" : " L") << Pt(contour.points[i]);
+        svg << (contour.closed ? " Z" : "");
+    }
+    svg << "\"/>\n";
 
     // One element per line and per arc, coloured by the mean clearance of its two ends.
     const double reach = (clip.hi - clip.lo).Length() + diag;
     svg << "<g fill=\"none\" stroke-width=\"" << Num(2 * px) << "\">\n";
     std::string far;
-    ForTour(start, n,
+    ForTour(darts,
             [&](Brin* b)
             {
                 if (!Represents(b))
@@ -477,42 +492,81 @@ std::string RunPocket(PocketOptions const& options, std::ostream& out)
     std::vector<Chain> chains = SplitChains(*run.file);
     if (chains.empty())
         return "no contour in '" + options.input + "' (no G1 line after a G0)";
-    // Islands are not read yet: the first chain is the pocket's outer contour.
-    Chain& contour = chains.front();
+    // One chain is the pocket, open or closed. With several, the closed ones make a pocket
+    // with islands: the largest is the outer contour and the others are islands.
+    std::vector<Chain> contours;
+    long ignored = 0;
+    if (chains.size() == 1)
+        contours.push_back(chains.front());
+    else
+        for (Chain const& c : chains)
+        {
+            if (c.closed && c.points.size() >= 3)
+                contours.push_back(c);
+            else
+                ++ignored;
+        }
+    if (contours.empty())
+        return "no closed contour among the " + std::to_string(chains.size()) + " chains of '" +
+               options.input + "'";
+    size_t outer = 0;
+    for (size_t i = 1; i < contours.size(); ++i)
+        if (std::fabs(SignedArea2(contours[i].points)) >
+            std::fabs(SignedArea2(contours[outer].points)))
+            outer = i;
+    std::rotate(contours.begin(), contours.begin() + static_cast<long>(outer),
+                contours.begin() + static_cast<long>(outer) + 1);
+    Chain& contour = contours.front();
     if (contour.points.size() < (contour.closed ? 3u : 2u))
         return "the contour in '" + options.input + "' has fewer distinct points than a " +
                (contour.closed ? "triangle" : "segment");
 
-    // The diagram lies on the right of each edge, so the outer contour must run clockwise.
-    const bool reversed = SignedArea2(contour.points) > 0.0;
-    if (reversed)
-        Reverse(contour);
-    run.meshes.push_back(MakeChainMesh(contour));
-    const long nbEdge = run.meshes[0]->GetNbEdge();
+    // The diagram lies on the right of each edge: the outer contour runs clockwise and the
+    // islands counter-clockwise.
+    long reversed = 0;
+    for (size_t i = 0; i < contours.size(); ++i)
+        if ((SignedArea2(contours[i].points) > 0.0) == (i == 0))
+        {
+            Reverse(contours[i]);
+            ++reversed;
+        }
+    long nbEdge = 0;
+    long dropped = 0;
+    for (Chain const& c : contours)
+    {
+        run.meshes.push_back(MakeChainMesh(c));
+        nbEdge += run.meshes.back()->GetNbEdge();
+        dropped += c.dropped;
+    }
 
-    out << options.input << ": contour of " << nbEdge << " edges, "
+    out << options.input << ": contour of " << run.meshes[0]->GetNbEdge() << " edges, "
         << (contour.closed ? "closed" : "open");
-    if (reversed)
+    if (contours.size() > 1)
+        out << ", " << contours.size() - 1 << " island(s), " << nbEdge << " edges in all";
+    if (reversed > 0 && contours.size() == 1)
         out << ", reversed to run clockwise";
-    if (contour.dropped > 0)
-        out << ", " << contour.dropped << " repeated point(s) left out";
+    else if (reversed > 0)
+        out << ", " << reversed
+            << " contour(s) reversed (outer clockwise, islands counter-clockwise)";
+    if (dropped > 0)
+        out << ", " << dropped << " repeated point(s) left out";
     out << "\n";
-    if (chains.size() > 1)
-        out << "  " << chains.size() - 1 << " further chain(s) ignored: islands are not read yet\n";
+    if (ignored > 0)
+        out << "  " << ignored << " open chain(s) ignored: islands must be closed\n";
 
     run.computed = true;
     if (run.vor.Compute(nullptr, run.meshes.data(), static_cast<long>(run.meshes.size())) != 1)
         return "cannot compute the diagram of '" + options.input +
                "': the construction refused this contour" +
+               (contours.size() > 1 ? "s (do islands touch or cross?)" : "") +
                (contour.closed ? "" : " (it is open: end it on its first point to close it)");
     if (options.minPt)
         run.vor.AddMinPt();
 
-    Brin* start = FirstDart(run.vor);
-    const long n = start != nullptr ? TourLength(start, TourBound(nbEdge)) : 0;
-    if (n == 0)
+    const std::vector<Brin*> darts = AllDarts(run.vor, TourBound(nbEdge));
+    if (darts.empty())
         return "the diagram of '" + options.input + "' has no closed walk of its arcs";
-    const Counts c = CountDiagram(start, n);
+    const Counts c = CountDiagram(darts);
 
     out << "diagram: " << c.nbVertex << " vertices, " << c.nbArc << " arcs\n"
         << "  vertices: " << c.nbContour << " on the contour, " << c.nbInfini << " at infinity, "
@@ -527,7 +581,7 @@ std::string RunPocket(PocketOptions const& options, std::ostream& out)
 
     if (!options.svg.empty())
     {
-        if (!WriteSvg(options.svg, "qmesh pocket " + options.input, contour, start, n, c))
+        if (!WriteSvg(options.svg, "qmesh pocket " + options.input, contours, darts, c))
             return "cannot write '" + options.svg + "'";
         out << "picture: " << options.svg << "\n";
     }

@@ -29,9 +29,10 @@ const char* const usage =
     "Files ending in .stl (any case) are STL; any other name is the native format.\n"
     "Parameters of `solid` carry the names of the library's arguments; `qmesh solid KIND\n"
     "--help` lists them with their defaults. `convert` writes binary STL records unless\n"
-    "--text-records is given. `pocket` computes the medial axis of the first contour of an\n"
-    "ISO file, draws it as SVG and dumps it as ISO text; --minpt adds the narrowest points\n"
-    "inside arcs as vertices.\n";
+    "--text-records is given. `pocket` computes the medial axis of the pocket in an ISO\n"
+    "file (one contour, or closed contours: the largest outer, the others islands), draws\n"
+    "it as SVG and dumps it as ISO text; --minpt adds the narrowest points inside arcs as\n"
+    "vertices.\n";
 
 int fail(std::string const& message)
 {
@@ -436,20 +437,23 @@ int cmdDemo(std::vector<std::string> const& args)
     }
     QmPstMesh::DestroyMesh(stl);
 
-    // A pocket: its medial axis, drawn over the contour.
-    std::cout << "\nMedial axis of a pocket: ";
-    PocketOptions pocket;
-    pocket.input = data + "/pocket.iso";
-    pocket.svg = dir + "/pocket.svg";
-    pocket.iso = dir + "/pocket_diagram.iso";
-    const std::string error = RunPocket(pocket, std::cout);
-    if (!error.empty())
+    // Two pockets, one with islands: their medial axes, drawn over the contours.
+    for (char const* name : {"pocket", "pocket_islands"})
     {
-        std::cout << "  ** " << error << " **\n";
-        ++failures;
+        std::cout << "\nMedial axis of a pocket" << (name[6] == '_' ? " with islands" : "") << ": ";
+        PocketOptions pocket;
+        pocket.input = data + "/" + name + ".iso";
+        pocket.svg = dir + "/" + name + ".svg";
+        pocket.iso = dir + "/" + name + "_diagram.iso";
+        const std::string error = RunPocket(pocket, std::cout);
+        if (!error.empty())
+        {
+            std::cout << "  ** " << error << " **\n";
+            ++failures;
+        }
+        else
+            std::cout << "open " << pocket.svg << " in a browser to see it\n";
     }
-    else
-        std::cout << "open " << pocket.svg << " in a browser to see it\n";
     return failures == 0 ? 0 : 1;
 }
 } // namespace
