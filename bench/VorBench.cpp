@@ -16,6 +16,7 @@
 // which this program wraps (glibc only, and not under a sanitizer, which wraps it itself).
 // The contour mesh and its neighbourhood attributes are made before and not counted.
 
+#include "kernel/ZgVector2.h"
 #include "mesh/QmPstMesh.h"
 #include "query/QmAlgNeib.h"
 #include "voronoi/QmAlgVor.h"
@@ -345,6 +346,81 @@ void BM_BoostVoronoi(benchmark::State& state, Shape shape, long n)
 }
 #endif
 
+// A square pocket of side 1000 with k islands on a grid, each a regular m-gon turned by a
+// seeded angle with a radius of a third of the grid step: the outer contour first, then
+// the islands, all with their neighbourhood attributes built. Kept for the whole process.
+std::vector<QmPstMesh*> const& GetIslandPocket(long k, long m)
+{
+    static std::map<std::pair<long, long>, std::vector<QmPstMesh*>> made;
+    std::vector<QmPstMesh*>& meshes = made[{k, m}];
+    if (!meshes.empty())
+        return meshes;
+    auto chain = [&meshes](std::vector<ZgVector2> const& pts)
+    {
+        QmPstMesh* mesh = QmPstMesh::CreateMesh();
+        std::vector<QmPstMesh::vertex*> v;
+        for (ZgVector2 const& q : pts)
+            v.push_back(mesh->AddVertex(ZgVector3(q.x, q.y, 0.0)));
+        for (size_t i = 0; i < v.size(); ++i)
+        {
+            QmPstMesh::vertex* ends[2] = {v[i], v[(i + 1) % v.size()]};
+            mesh->AddEdge(ends, 0);
+        }
+        QmAlgNeib().BuildAttrEdge(*mesh);
+        meshes.push_back(mesh);
+    };
+    chain({{0, 0}, {0, 1000}, {1000, 1000}, {1000, 0}});
+    const long side = static_cast<long>(std::ceil(std::sqrt(static_cast<double>(k))));
+    const double step = 1000.0 / static_cast<double>(side);
+    std::mt19937 rng(977u + static_cast<unsigned>(k * m));
+    std::uniform_real_distribution<double> turn(0.0, 6.283185307179586);
+    for (long i = 0; i < k; ++i)
+    {
+        const double cx = step * (0.5 + static_cast<double>(i % side));
+        const double cy = step * (0.5 + static_cast<double>(i / side));
+        const double a0 = turn(rng);
+        std::vector<ZgVector2> pts;
+        for (long j = 0; j < m; ++j)
+        {
+            const double a =
+                a0 + 6.283185307179586 * static_cast<double>(j) / static_cast<double>(m);
+            pts.push_back({cx + step / 3.0 * std::cos(a), cy + step / 3.0 * std::sin(a)});
+        }
+        chain(pts); // counter-clockwise: an island
+    }
+    return meshes;
+}
+
+void BM_QmAlgVorIslands(benchmark::State& state, long k, long m)
+{
+    std::vector<QmPstMesh*> meshes = GetIslandPocket(k, m);
+    const long count = static_cast<long>(meshes.size());
+    long ok = 0;
+    long long peak = 0;
+    long long kept = 0;
+    {
+        HeapWindow w;
+        QmAlgVor vor;
+        ok = vor.Compute(nullptr, meshes.data(), count);
+        kept = w.Now();
+        vor.Delete(meshes.data(), count);
+        peak = w.Peak();
+    }
+    if (ok != 1)
+    {
+        state.SkipWithError("Compute failed on this pocket");
+        return;
+    }
+    for (auto _ : state)
+    {
+        QmAlgVor vor;
+        benchmark::DoNotOptimize(vor.Compute(nullptr, meshes.data(), count));
+        vor.Delete(meshes.data(), count);
+    }
+    state.SetItemsProcessed(state.iterations() * (4 + k * m));
+    SetHeapCounters(state, peak, kept);
+}
+
 // Each case once for qmesh and, next to it, once for Boost.
 const int registered = []
 {
@@ -361,6 +437,12 @@ const int registered = []
             ->Unit(benchmark::kMillisecond);
 #endif
     }
+    for (auto const& c :
+         {std::make_pair(5L, 64L), std::make_pair(50L, 64L), std::make_pair(500L, 16L)})
+        benchmark::RegisterBenchmark(
+            ("qmesh/islands/" + std::to_string(c.first) + "x" + std::to_string(c.second)).c_str(),
+            BM_QmAlgVorIslands, c.first, c.second)
+            ->Unit(benchmark::kMillisecond);
     return 0;
 }();
 } // namespace

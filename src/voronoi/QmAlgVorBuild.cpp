@@ -1,6 +1,7 @@
 #include "query/QmAlgNeib.h"
 #include "voronoi/QmAlgVorData.h"
 #include "voronoi/VorGeomDetail.h"
+#include "voronoi/VorSegSweep.h"
 
 #include <algorithm>
 #include <cmath>
@@ -141,18 +142,10 @@ struct Seg
     bool closed;
 };
 
-// Neighbours along one contour share a vertex and are tested for folding back instead.
-bool neighbours(Seg const& s, Seg const& t)
-{
-    if (s.pocket != t.pocket)
-        return false;
-    const long d = std::labs(s.index - t.index);
-    return d == 1 || (s.closed && d == s.count - 1 && s.count > 2);
-}
-
 // Contours the construction can take: no edge shorter than dZgZero, no two edges nearer
 // than dZgZero except neighbours at their shared vertex, and no neighbour folding back
-// onto the other. A sweep over x keeps the pairs tested to the edges that overlap in x.
+// onto the other. Neighbours are left to the fold-back test; VorSegmentsClear compares
+// the other pairs in O(n log n).
 bool contoursPropres(std::vector<std::vector<edge*>> const& contours,
                      std::vector<bool> const& closed)
 {
@@ -189,34 +182,11 @@ bool contoursPropres(std::vector<std::vector<edge*>> const& contours,
         }
         base += n;
     }
-    std::vector<size_t> order(segs.size());
-    for (size_t i = 0; i < order.size(); ++i)
-        order[i] = i;
-    auto xmin = [&](size_t i) { return std::min(segs[i].a.x, segs[i].b.x); };
-    auto xmax = [&](size_t i) { return std::max(segs[i].a.x, segs[i].b.x); };
-    std::sort(order.begin(), order.end(), [&](size_t i, size_t j) { return xmin(i) < xmin(j); });
-    std::vector<size_t> active;
-    for (size_t i : order)
-    {
-        const double x0 = xmin(i) - dZgZero;
-        size_t kept = 0;
-        for (size_t j : active)
-        {
-            if (xmax(j) < x0)
-                continue;
-            active[kept++] = j;
-            Seg const& s = segs[i];
-            Seg const& t = segs[j];
-            if (std::min(s.a.y, s.b.y) > std::max(t.a.y, t.b.y) + dZgZero ||
-                std::min(t.a.y, t.b.y) > std::max(s.a.y, s.b.y) + dZgZero)
-                continue;
-            if (!neighbours(s, t) && dist2SegSeg(s.a, s.b, t.a, t.b) <= tol2)
-                return false;
-        }
-        active.resize(kept);
-        active.push_back(i);
-    }
-    return true;
+    std::vector<VorSegment> sweep;
+    sweep.reserve(segs.size());
+    for (Seg const& s : segs)
+        sweep.push_back({s.a, s.b, s.pocket, s.index, s.count, s.closed});
+    return VorSegmentsClear(sweep, dZgZero);
 }
 } // namespace
 
@@ -525,32 +495,60 @@ BrinVor* QmAlgVorData::NewBrinPair(edge* e1, bool isEdge1, bool extr1, edge* e2,
     a->Phi() = b;
     b->Alpha() = a;
     b->Phi() = a;
+    if (Nouveaux != nullptr)
+        Nouveaux->push_back(a);
     return a;
 }
 
 void QmAlgVorData::PropagateSites()
 {
     for (long i = 0; i < NbPoches; ++i)
+        PropagateSites(i);
+}
+
+// The pseudo-faces of one pocket's sites: those that start at its contour darts.
+void QmAlgVorData::PropagateSites(long pocket)
+{
+    AttrEdgeVor* a = GetAttrEdgeVor(PocheIde[pocket]);
+    BrinVor* first = a != nullptr ? a->GetB2() : nullptr;
+    if (first == nullptr)
+        return;
+    BrinVor* b = first;
+    for (long steps = 0; steps < lVorPasMax; ++steps)
     {
-        AttrEdgeVor* a = GetAttrEdgeVor(PocheIde[i]);
-        BrinVor* first = a != nullptr ? a->GetB2() : nullptr;
-        if (first == nullptr)
-            continue;
-        BrinVor* b = first;
-        for (long steps = 0; steps < lVorPasMax; ++steps)
+        // Only the first dart of a pseudo-face was given its site by the joins.
+        BrinVor* x = b;
+        for (long k = 0; x != nullptr && !x->Last() && k < lVorPasMax; ++k)
         {
-            // Only the first dart of a pseudo-face was given its site by the joins.
-            BrinVor* x = b;
-            for (long k = 0; x != nullptr && !x->Last() && k < lVorPasMax; ++k)
-            {
-                qmVorAccess::SetI(x, b->GetI1(), b->IsEdge1(), b->GetExtr1());
-                x = x->Phi();
-            }
-            b = FindNextB(b->GetI2(), b);
-            if (b == first || b == VorBrinFin() || b == nullptr)
-                break;
+            qmVorAccess::SetI(x, b->GetI1(), b->IsEdge1(), b->GetExtr1());
+            x = x->Phi();
         }
+        b = FindNextB(b->GetI2(), b);
+        if (b == first || b == VorBrinFin() || b == nullptr)
+            break;
     }
+}
+
+// The Phi tour of one closed pocket comes back to its start with no dead end off the
+// contour. The tour never meets a dart twice before its start, so it needs no marks: a
+// tour longer than the darts there are has lost its way.
+bool QmAlgVorData::CheckPocket(long pocket) const
+{
+    AttrEdgeVor* a = GetAttrEdgeVor(PocheIde[pocket]);
+    BrinVor* first = a != nullptr ? a->GetB2() : nullptr;
+    if (first == nullptr || first == VorBrinFin())
+        return false;
+    const size_t borne = Brins.Count();
+    BrinVor* b = first;
+    for (size_t steps = 0; steps <= borne; ++steps)
+    {
+        if (b == nullptr || (b->Last() && !b->LastBord()))
+            return false;
+        b = b->Phi();
+        if (b == first)
+            return true;
+    }
+    return false;
 }
 
 bool QmAlgVorData::CheckDiagram(long count)

@@ -78,6 +78,8 @@ public:
     // walk past its step bound, a contour the construction cannot take): the construction
     // then fails whatever the check of the map would say.
     bool Echec = false;
+    // While set, every arc NewBrinPair makes is noted here (an island's join).
+    std::vector<BrinVor*>* Nouveaux = nullptr;
 
     VorPool<BrinVor, VorBrinDestroy> Brins;
     VorPool<qmSommetVor> Sommets;
@@ -102,7 +104,9 @@ public:
     BrinVor* CreateSitePair(edge* e1, bool f1, edge* e2, bool f2);
     BrinVor* NewBrinPair(edge* e1, bool isEdge1, bool extr1, edge* e2, bool isEdge2, bool extr2);
     void PropagateSites();
+    void PropagateSites(long pocket);
     bool CheckDiagram(long count);
+    bool CheckPocket(long pocket) const;
     void FillDistances();
     static double DistToSite(BrinVor* b);
 

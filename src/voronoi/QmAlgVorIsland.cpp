@@ -4,7 +4,9 @@
 #include "voronoi/QmVorGeom.h"
 #include "voronoi/VorGeomDetail.h"
 
+#include <algorithm>
 #include <cmath>
+#include <unordered_map>
 #include <vector>
 
 namespace
@@ -60,6 +62,14 @@ bool QmAlgVorData::JoinIslands()
     BrinIle[0] = VorBrinFin();
     StopDroite = nullptr;
     StopGauche = nullptr;
+    // A join touches the cells of the island and of the sites its ring runs beside, not the
+    // whole map: its sites are propagated and its tour checked on those pockets only, and
+    // the whole map is checked once at the end. So k islands cost no k passes over the map.
+    std::unordered_map<QmPstMesh const*, long> pocheDe;
+    for (long i = 0; i < NbPoches; ++i)
+        pocheDe[PocheIde[i]->mesh] = i;
+    std::vector<BrinVor*> nouveaux;
+    std::vector<long> touchees;
     for (long k = 0; k + 1 < NbPoches; ++k)
     {
         ZgVector2 p;
@@ -70,16 +80,33 @@ bool QmAlgVorData::JoinIslands()
         BrinVor* start = nullptr;
         BrinVor* left = nullptr;
         BrinVor* right = nullptr;
+        nouveaux.clear();
+        Nouveaux = &nouveaux;
         BridgeIsland(j, p, start, left, right);
         if (start == nullptr)
+        {
+            Nouveaux = nullptr;
             return false;
+        }
         qmVorAccess::SetPoint1(start, p);
         CoupeDroite = 1;
         CoupeGauche = 1;
         MergeChains(start, right, left, 0);
+        Nouveaux = nullptr;
         if (Echec)
             return false;
-        PropagateSites();
+        touchees.assign(1, j);
+        for (BrinVor* b : nouveaux)
+            for (edge* e : {b->GetI1(), b->GetI2()})
+            {
+                auto it = e != nullptr ? pocheDe.find(e->mesh) : pocheDe.end();
+                if (it != pocheDe.end())
+                    touchees.push_back(it->second);
+            }
+        std::sort(touchees.begin(), touchees.end());
+        touchees.erase(std::unique(touchees.begin(), touchees.end()), touchees.end());
+        for (long i : touchees)
+            PropagateSites(i);
         BrinPoche[j] = VorBrinFin();
         BrinIle[j] = VorBrinFin();
         StopDroite = nullptr;
@@ -87,13 +114,13 @@ bool QmAlgVorData::JoinIslands()
         // A cut that the walk never needed must not act on the next join's first steps.
         CoupeDroite = 0;
         CoupeGauche = 0;
-        if (!CheckDiagram(NbPoches))
+        if (!CheckPocket(j))
             return false;
     }
     // Each island keeps the ring of arcs about it closed, so the joined map has one Phi
     // tour per pocket: the first pocket's tour on the outer side of every ring, and each
     // island's tour between its contour and its ring.
-    return true;
+    return CheckDiagram(NbPoches);
 }
 
 long QmAlgVorData::NextIsland(long island, ZgVector2& p)
