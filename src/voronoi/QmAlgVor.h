@@ -205,9 +205,18 @@ public:
             I = e;
             IsEdge = isEdge;
             Extr = extr;
+            Sur = false;
         }
-        void SetExtr1(bool extr) { Extr = extr; }
-        void SetExtr2(bool extr) { alphaRef().Extr = extr; }
+        void SetExtr1(bool extr)
+        {
+            Extr = extr;
+            Sur = false;
+        }
+        void SetExtr2(bool extr)
+        {
+            alphaRef().Extr = extr;
+            alphaRef().Sur = false;
+        }
         // The dart must have a vertex.
         void SetD1(double d)
         {
@@ -273,6 +282,10 @@ public:
         bool Extr = false;
         qmSommetVor* Sommet = nullptr;
         unsigned char Flag = 0;
+        // The site holds that of the pseudo-face's first dart: set when the construction
+        // propagates the sites, cleared by any later change of the site, so that SiteGauche
+        // need not walk back along a long pseudo-face.
+        bool Sur = false;
         mutable QmCtrAttribut attributes;
     };
 

@@ -100,6 +100,7 @@ BrinVor& QmAlgVor::BrinVor::operator=(BrinVor const& other)
     Extr = other.Extr;
     Sommet = other.Sommet;
     Flag = other.Flag;
+    Sur = other.Sur;
     return *this;
 }
 
@@ -395,7 +396,9 @@ bool SitesContigus(QmPstMesh::edge* e1, bool isEdge1, QmPstMesh::edge* e2, bool 
 
 void SiteGauche(QmAlgVor::BrinVor const* b, QmPstMesh::edge** e, bool* isEdge, bool* extr)
 {
-    for (long steps = 0; !b->Alpha()->Last() && !walkBoundHit(steps); ++steps)
+    // A dart whose site was propagated and not changed since holds the first dart's site.
+    for (long steps = 0; !b->Alpha()->Last() && !qmVorAccess::SiteSur(b) && !walkBoundHit(steps);
+         ++steps)
     {
         BrinVor const* p = b->GetPrec();
         if (p == nullptr)

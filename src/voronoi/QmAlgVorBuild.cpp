@@ -520,7 +520,7 @@ void QmAlgVorData::PropagateSites(long pocket)
         BrinVor* x = b;
         for (long k = 0; x != nullptr && !x->Last() && k < lVorPasMax; ++k)
         {
-            qmVorAccess::SetI(x, b->GetI1(), b->IsEdge1(), b->GetExtr1());
+            qmVorAccess::SetISur(x, b->GetI1(), b->IsEdge1(), b->GetExtr1());
             x = x->Phi();
         }
         b = FindNextB(b->GetI2(), b);

@@ -16,7 +16,11 @@ struct Site
     bool extr = false;
 };
 
-void setI(BrinVor* b, Site const& s) { qmVorAccess::SetI(b, s.e, s.isEdge, s.extr); }
+void setI(BrinVor* b, Site const& s)
+{
+    qmVorAccess::SetI(b, s.e, s.isEdge, s.extr);
+    qmVorAccess::Mefiance(b);
+}
 
 // The crossing found on one side of the bisector in one pass of the walk.
 struct Side

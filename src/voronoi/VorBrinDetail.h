@@ -77,6 +77,25 @@ struct qmVorAccess
     static QmAlgVorData* GetData(QmAlgVor const& vor) { return vor.data; }
 
     static void SetI(BrinVor* b, edge* e, bool isEdge, bool extr) { b->SetI(e, isEdge, extr); }
+    // SetI by the propagation of sites: the dart then holds its pseudo-face's site.
+    static void SetISur(BrinVor* b, edge* e, bool isEdge, bool extr)
+    {
+        b->SetI(e, isEdge, extr);
+        b->Sur = true;
+    }
+    static bool SiteSur(BrinVor const* b) { return b->Sur; }
+    // After the site of b changes, the darts after it on its pseudo-face no longer hold
+    // their pseudo-face's site for sure.
+    static void Mefiance(BrinVor* b)
+    {
+        for (long k = 0; b != nullptr && k < lVorPasMax; ++k)
+        {
+            b->Sur = false;
+            if (b->Last())
+                break;
+            b = b->Phi();
+        }
+    }
     static void SetExtr1(BrinVor* b, bool extr) { b->SetExtr1(extr); }
     static void SetExtr2(BrinVor* b, bool extr) { b->SetExtr2(extr); }
     static void SetD1(BrinVor* b, double d) { b->SetD1(d); }
