@@ -306,6 +306,14 @@ void QmAlgVorData::FreeFrom(BrinVor* b)
         f.cur = (next == d || next == f.start) ? nullptr : next;
         if (a == nullptr)
             continue;
+        // A dead end off the contour (where an island's ring was opened) ends in a vertex
+        // of its own that no walk from the contour enters.
+        if (d->Last() && a->GetD1() != 0.0)
+            if (qmSommetVor* s = qmVorAccess::GetSommet(a))
+            {
+                rebut->sommets.push_back(s);
+                qmVorAccess::SetSommet(a, nullptr);
+            }
         BrinVor* child = nullptr;
         if (!d->Last() && d->Phi() != nullptr && d->Phi()->GetFlag() == 0)
         {

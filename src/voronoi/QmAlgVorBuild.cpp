@@ -496,7 +496,10 @@ BrinVor* QmAlgVorData::NewBrinPair(edge* e1, bool isEdge1, bool extr1, edge* e2,
     b->Alpha() = a;
     b->Phi() = a;
     if (Nouveaux != nullptr)
-        Nouveaux->push_back(a);
+    {
+        Nouveaux->push_back(e1);
+        Nouveaux->push_back(e2);
+    }
     return a;
 }
 

@@ -78,8 +78,9 @@ public:
     // walk past its step bound, a contour the construction cannot take): the construction
     // then fails whatever the check of the map would say.
     bool Echec = false;
-    // While set, every arc NewBrinPair makes is noted here (an island's join).
-    std::vector<BrinVor*>* Nouveaux = nullptr;
+    // While set, the two sites of every arc NewBrinPair makes are noted here (an island's
+    // join): the arcs themselves may be gone by the end of the walk.
+    std::vector<edge*>* Nouveaux = nullptr;
 
     VorPool<BrinVor, VorBrinDestroy> Brins;
     VorPool<qmSommetVor> Sommets;
@@ -112,6 +113,8 @@ public:
 
     // Islands, joined one by one through a bridge to the contours joined before.
     bool JoinIslands();
+    bool OuvreAnneaux();
+    void CoupeArc(BrinVor* a);
     long NextIsland(long island, ZgVector2& p);
     static bool IslandPairFilter(void* pairs, QmPstMesh* meshA, QmPstMesh::ele* a, QmPstMesh* meshB,
                                  QmPstMesh::ele* b);

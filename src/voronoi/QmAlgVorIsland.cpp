@@ -68,7 +68,7 @@ bool QmAlgVorData::JoinIslands()
     std::unordered_map<QmPstMesh const*, long> pocheDe;
     for (long i = 0; i < NbPoches; ++i)
         pocheDe[PocheIde[i]->mesh] = i;
-    std::vector<BrinVor*> nouveaux;
+    std::vector<edge*> nouveaux;
     std::vector<long> touchees;
     for (long k = 0; k + 1 < NbPoches; ++k)
     {
@@ -96,13 +96,12 @@ bool QmAlgVorData::JoinIslands()
         if (Echec)
             return false;
         touchees.assign(1, j);
-        for (BrinVor* b : nouveaux)
-            for (edge* e : {b->GetI1(), b->GetI2()})
-            {
-                auto it = e != nullptr ? pocheDe.find(e->mesh) : pocheDe.end();
-                if (it != pocheDe.end())
-                    touchees.push_back(it->second);
-            }
+        for (edge* e : nouveaux)
+        {
+            auto it = e != nullptr ? pocheDe.find(e->mesh) : pocheDe.end();
+            if (it != pocheDe.end())
+                touchees.push_back(it->second);
+        }
         std::sort(touchees.begin(), touchees.end());
         touchees.erase(std::unique(touchees.begin(), touchees.end()), touchees.end());
         for (long i : touchees)
@@ -117,10 +116,112 @@ bool QmAlgVorData::JoinIslands()
         if (!CheckPocket(j))
             return false;
     }
-    // Each island keeps the ring of arcs about it closed, so the joined map has one Phi
-    // tour per pocket: the first pocket's tour on the outer side of every ring, and each
-    // island's tour between its contour and its ring.
-    return CheckDiagram(NbPoches);
+    // Each join leaves a closed ring of arcs about its island, and with it a tour of its
+    // own between the island and the ring. Once every tour checks, each ring is opened so
+    // that the first pocket's tour passes every dart.
+    return CheckDiagram(NbPoches) && OuvreAnneaux();
+}
+
+// A ring is opened in the middle of one of its arcs, between the island's tour and a tour
+// already merged into the first pocket's: the arc becomes two dead ends that meet at that
+// point, each keeping its sites, so every pseudo-face still lies along one cell and the
+// geometry is unchanged. Islands are taken in index order; one whose ring borders only
+// tours not merged yet waits for a later pass.
+bool QmAlgVorData::OuvreAnneaux()
+{
+    const size_t borne = Brins.Count() + 1;
+    std::vector<BrinVor*> marques;
+    auto marque = [&marques](BrinVor* d)
+    {
+        if (d->GetFlag() == 0)
+        {
+            d->SetFlag(1);
+            marques.push_back(d);
+        }
+    };
+    // Appends the tour from b0 to out; false when it does not close within the darts there
+    // are.
+    auto tour = [borne](BrinVor* b0, std::vector<BrinVor*>& out)
+    {
+        BrinVor* b = b0;
+        for (size_t n = 0; n < borne; ++n)
+        {
+            out.push_back(b);
+            b = b->Phi();
+            if (b == b0)
+                return true;
+        }
+        return false;
+    };
+    std::vector<BrinVor*> face;
+    bool ok = tour(GetAttrEdgeVor(PocheIde[0])->GetB2(), face);
+    for (BrinVor* d : face)
+        marque(d);
+    std::vector<bool> ouverte(static_cast<size_t>(NbPoches), false);
+    ouverte[0] = true;
+    for (bool progres = true; ok && progres;)
+    {
+        progres = false;
+        for (long j = 1; ok && j < NbPoches; ++j)
+        {
+            BrinVor* b0 = GetAttrEdgeVor(PocheIde[j])->GetB2();
+            if (ouverte[static_cast<size_t>(j)] || b0 == nullptr)
+                continue;
+            if (b0->GetFlag() != 0)
+            {
+                ouverte[static_cast<size_t>(j)] = true;
+                continue;
+            }
+            face.clear();
+            ok = tour(b0, face);
+            BrinVor* arc = nullptr;
+            for (size_t k = 0; ok && arc == nullptr && k < face.size(); ++k)
+            {
+                BrinVor* d = face[k];
+                if (d->Alpha()->GetFlag() != 0 && !d->Last() && !d->Alpha()->Last() &&
+                    !IsInfini(d->GetPoint1()) && !IsInfini(d->Alpha()->GetPoint1()))
+                    arc = d;
+            }
+            if (arc == nullptr)
+                continue;
+            CoupeArc(arc);
+            for (BrinVor* d : face)
+                marque(d);
+            marque(arc->Phi());
+            ouverte[static_cast<size_t>(j)] = true;
+            progres = true;
+        }
+    }
+    for (BrinVor* d : marques)
+        d->SetFlag(0);
+    for (long j = 0; ok && j < NbPoches; ++j)
+        ok = ouverte[static_cast<size_t>(j)];
+    return ok;
+}
+
+void QmAlgVorData::CoupeArc(BrinVor* a)
+{
+    // a runs from u to w. Before: p1 -> a -> x at w, p2 -> Alpha(a) -> y at u. After: a runs
+    // from u to m and turns back along Alpha(a) to u and y; a new pair c runs from w to m
+    // and back to x, taking Alpha(a)'s place in the turn about w.
+    BrinVor* retour = a->Alpha();
+    BrinVor* x = a->Phi();
+    BrinVor* p2 = retour->GetPrec();
+    const ZgVector2 m = a->XYt(0.5);
+    BrinVor* c = NewBrinPair(retour->GetI1(), retour->IsEdge1(), retour->GetExtr1(), a->GetI1(),
+                             a->IsEdge1(), a->GetExtr1());
+    qmVorAccess::SetSommet(c, qmVorAccess::GetSommet(retour));
+    if (p2 != nullptr)
+        p2->Phi() = c;
+    c->Alpha()->Phi() = x;
+    c->Phi() = c->Alpha();
+    a->Phi() = retour;
+    for (BrinVor* fin : {retour, c->Alpha()})
+    {
+        qmVorAccess::SetSommet(fin, NewSommet());
+        qmVorAccess::SetPoint1(fin, m);
+        qmVorAccess::SetD1(fin, DistToSite(fin));
+    }
 }
 
 long QmAlgVorData::NextIsland(long island, ZgVector2& p)

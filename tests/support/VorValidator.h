@@ -12,8 +12,8 @@
 //            start (end).
 //   [alpha]  Alpha is an involution without fixed point on every reachable dart.
 //   [phi]    the Phi orbit from B2 of the first pocket's first edge visits every reachable
-//            dart once and closes; with islands, each pocket has its own orbit (the ring
-//            about an island stays closed); with an open contour, the map may be a forest and
+//            dart once and closes (each island's ring is opened at one point inside an
+//            arc, where two dead ends meet); with an open contour, the map may be a forest and
 //            every dart's orbit closes.
 //   [sigma]  each Sigma orbit shares one vertex, and no vertex is shared by two orbits.
 //   [flag]   no dart keeps a visit mark.
@@ -316,9 +316,7 @@ public:
         seeds.push_back(start);
         if (!Collect())
             return Finish();
-        if (AllClosed() && view.contours.size() > 1)
-            CheckPhiPockets();
-        else if (AllClosed())
+        if (AllClosed())
             CheckPhi(start);
         else
             CheckPhiForest();
@@ -525,53 +523,6 @@ private:
         else if (seen.size() != darts.size())
             Fail("phi", "the orbit visits " + std::to_string(seen.size()) + " of " +
                             std::to_string(darts.size()) + " reachable darts");
-    }
-
-    // With islands, each ring of arcs about an island stays closed: one orbit per pocket,
-    // from B2 of its first edge, the outer pocket's outside every ring and each island's
-    // between its contour and its ring. The orbits are distinct and cover every dart, and
-    // each island adds one independent cycle to the graph.
-    void CheckPhiPockets()
-    {
-        std::unordered_set<BrinVor*> seen;
-        for (size_t i = 0; i < view.contours.size(); ++i)
-        {
-            QmAlgVor::AttrEdgeVor* a = EdgeAttr(view.contours[i].edges.front());
-            BrinVor* start = a != nullptr ? a->GetB2() : nullptr;
-            if (start == nullptr || start == VorBrinFin())
-            {
-                Fail("phi", "pocket " + std::to_string(i) + " has no start dart");
-                return;
-            }
-            if (seen.count(start) != 0)
-            {
-                Fail("phi", "pocket " + std::to_string(i) + " starts on an earlier pocket's orbit");
-                return;
-            }
-            BrinVor* b = start;
-            size_t step = 0;
-            for (; step <= darts.size(); ++step)
-            {
-                if (!seen.insert(b).second)
-                {
-                    Fail("phi", "the orbit of pocket " + std::to_string(i) +
-                                    " comes back to a dart at " + Pt(b->GetPoint1()));
-                    return;
-                }
-                b = b->Phi();
-                if (b == start)
-                    break;
-            }
-            if (b != start)
-            {
-                Fail("phi", "the orbit of pocket " + std::to_string(i) + " does not close");
-                return;
-            }
-        }
-        if (seen.size() != darts.size())
-            Fail("phi", "the pockets' orbits visit " + std::to_string(seen.size()) + " of " +
-                            std::to_string(darts.size()) + " reachable darts");
-        trees = 2 - static_cast<long>(view.contours.size());
     }
 
     // The construction keeps no crossing outside the outer contour's box. A closed
@@ -800,19 +751,33 @@ private:
         if (static_cast<long>(orbits.size()) != arcs + trees)
             Fail("count", std::to_string(orbits.size()) + " vertices and " + std::to_string(arcs) +
                               " arcs: not " +
-                              (trees == 1  ? std::string("a tree")
-                               : trees < 1 ? "a tree with " + std::to_string(1 - trees) + " rings"
-                                           : "a forest of " + std::to_string(trees) + " trees"));
+                              (trees == 1 ? std::string("a tree")
+                                          : "a forest of " + std::to_string(trees) + " trees"));
         const bool allClosed = AllClosed();
+        const long islands = static_cast<long>(view.contours.size()) - 1;
+        std::map<std::pair<double, double>, long> openings;
         for (BrinVor const* b : darts)
             if (b->Last() && b->GetD2() != 0.0 && (allClosed || SommetKey(b->Alpha()) != nullptr))
             {
+                const ZgVector2 e = b->Alpha()->GetPoint1();
+                if (allClosed && islands > 0 && SommetKey(b->Alpha()) != nullptr)
+                {
+                    ++openings[{e.x, e.y}];
+                    continue;
+                }
                 std::ostringstream m;
-                m << std::setprecision(17) << "dead end " << Pt(b->GetPoint1()) << " -> "
-                  << Pt(b->Alpha()->GetPoint1()) << " D " << b->GetD2()
-                  << " ends neither on the contour nor at infinity";
+                m << std::setprecision(17) << "dead end " << Pt(b->GetPoint1()) << " -> " << Pt(e)
+                  << " D " << b->GetD2() << " ends neither on the contour nor at infinity";
                 Fail("count", m.str());
             }
+        // Each island's ring is opened at one point inside an arc: two dead ends meet there.
+        for (auto const& o : openings)
+            if (o.second != 2)
+                Fail("count", std::to_string(o.second) + " dead ends meet at " +
+                                  Pt({o.first.first, o.first.second}) + " off the contour");
+        if (static_cast<long>(openings.size()) != (allClosed ? islands : 0))
+            Fail("count", std::to_string(openings.size()) + " rings opened for " +
+                              std::to_string(islands) + " islands");
         if (view.contours.size() != 1 || !view.contours[0].closed)
             return;
         // A tree's inner vertices have sum(degree - 2) = leaves - 2; its leaves are the
@@ -871,8 +836,7 @@ private:
     std::unordered_set<BrinVor*> known;
     std::vector<BrinVor*> darts;
     std::vector<std::vector<BrinVor*>> orbits;
-    // Phi orbits for an open contour's forest; 1 - rings with islands; else 1.
-    long trees = 1;
+    long trees = 1; // Phi orbits; more than one only for an open contour
     std::unordered_map<BrinVor*, size_t> orbitOf;
     std::map<std::string, int> perCheck;
     std::ostringstream messages;

@@ -173,6 +173,9 @@ TEST(VorIslandWalks, EveryWalkCoversTheJoinedMapAndClearsItsFlags)
     const std::set<BrinVor*> all = AllDarts(j);
     QmAlgVorAlgoParcours p;
 
+    // One tour passes every pocket: ParcoursFaces, which marks nothing, gives it whole from
+    // each pocket's start; the marking walk stops at the first island's start, marked by
+    // the outer pocket's tour, and leaves the marks; the other takes each arc once.
     std::vector<Appel> faces;
     EXPECT_TRUE(p.ParcoursFaces(j.vor, Record, &faces));
     std::map<BrinVor*, int> drawn;
@@ -180,17 +183,36 @@ TEST(VorIslandWalks, EveryWalkCoversTheJoinedMapAndClearsItsFlags)
         drawn[c.b] += c.draw;
     EXPECT_EQ(drawn.size(), all.size());
     for (auto const& d : drawn)
-        EXPECT_EQ(d.second, 1);
+        EXPECT_EQ(d.second, j.set.Count());
+
+    std::vector<Appel> pseudo;
+    EXPECT_FALSE(p.ParcoursPseudoFaces(j.vor, Record, &pseudo));
+    EXPECT_TRUE(EachArcOnce(pseudo, all));
+    EXPECT_EQ(j.Start(1)->GetFlag(), 1);
+    j.vor.UnsetFlagAll();
+    EXPECT_TRUE(FlagsClear(all));
 
     std::vector<Appel> sansFlag;
     EXPECT_TRUE(p.ParcoursPseudoFacesSansFlag(j.vor, Record, &sansFlag));
     EXPECT_TRUE(EachArcOnce(sansFlag, all));
     EXPECT_TRUE(FlagsClear(all));
 
+    // Depth first over a tree, a path ends only at a leaf: one pen-up per leaf but the
+    // start's. The leaves are the contour's and the two ends where each ring was opened.
     std::vector<Appel> recursif;
     p.ParcoursPseudoRecursif(j.vor, Record, &recursif);
     EXPECT_TRUE(EachArcOnce(recursif, all));
     EXPECT_TRUE(FlagsClear(all));
+    std::map<qmSommetVor*, long> degree;
+    for (BrinVor* b : all)
+        ++degree[qmVorAccess::GetSommet(b)];
+    long leaves = 0, penUps = 0;
+    for (auto const& v : degree)
+        leaves += v.second == 1;
+    for (Appel const& c : recursif)
+        penUps += !c.draw;
+    EXPECT_EQ(degree.size(), all.size() / 2 + 1) << "not a tree";
+    EXPECT_EQ(penUps, leaves - 1);
 
     // The first arc of the outer pocket's tour between two pockets, alone.
     std::vector<Appel> inter;

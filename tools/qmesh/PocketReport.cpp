@@ -14,6 +14,7 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace
@@ -172,16 +173,24 @@ bool AddTour(Brin* start, long bound, std::vector<Brin*>& darts)
     return false;
 }
 
-// Every dart of the diagram: the outer pocket's tour, and with islands each island's tour
-// between its contour and the ring of arcs about it. Empty when a tour is broken.
+// Every dart of the diagram, from the outer pocket's tour, which passes the islands too once
+// they are joined; a pocket whose start that tour did not pass adds its own. Empty when a
+// tour is broken.
 std::vector<Brin*> AllDarts(QmAlgVor& vor, long bound)
 {
     std::vector<Brin*> darts;
+    std::unordered_set<Brin*> seen;
     for (long i = 0; i < vor.GetNbPoches(); ++i)
     {
         Brin* start = FirstDart(vor, i);
-        if (start == nullptr || !AddTour(start, bound, darts))
+        if (start == nullptr)
             return {};
+        if (seen.count(start) != 0)
+            continue;
+        const size_t from = darts.size();
+        if (!AddTour(start, bound, darts))
+            return {};
+        seen.insert(darts.begin() + static_cast<long>(from), darts.end());
     }
     return darts;
 }
