@@ -146,17 +146,12 @@ void unsetFlagPoches(QmAlgVorData const* rec, bool fromFirstB2)
 {
     for (long i = 0; i < rec->NbPoches; ++i)
     {
-        BrinVor* first = fromFirstB2 ? firstB2Along(rec, i) : startOf(rec, i);
-        if (first == nullptr)
-            continue;
-        BrinVor* b = first;
-        for (long steps = 0; steps < lVorPasMax; ++steps)
-        {
-            VorUnsetFlagArbre(b);
-            b = FindNextB(b->GetI2(), b);
-            if (b == first || b == VorBrinFin() || b == nullptr)
-                break;
-        }
+        VorTourContour(fromFirstB2 ? firstB2Along(rec, i) : startOf(rec, i),
+                       [](BrinVor* b)
+                       {
+                           VorUnsetFlagArbre(b);
+                           return b->GetI2();
+                       });
     }
 }
 

@@ -513,23 +513,18 @@ void QmAlgVorData::PropagateSites()
 void QmAlgVorData::PropagateSites(long pocket)
 {
     AttrEdgeVor* a = GetAttrEdgeVor(PocheIde[pocket]);
-    BrinVor* first = a != nullptr ? a->GetB2() : nullptr;
-    if (first == nullptr)
-        return;
-    BrinVor* b = first;
-    for (long steps = 0; steps < lVorPasMax; ++steps)
-    {
-        // Only the first dart of a pseudo-face was given its site by the joins.
-        BrinVor* x = b;
-        for (long k = 0; x != nullptr && !x->Last() && k < lVorPasMax; ++k)
-        {
-            qmVorAccess::SetISur(x, b->GetI1(), b->IsEdge1(), b->GetExtr1());
-            x = x->Phi();
-        }
-        b = FindNextB(b->GetI2(), b);
-        if (b == first || b == VorBrinFin() || b == nullptr)
-            break;
-    }
+    VorTourContour(a != nullptr ? a->GetB2() : nullptr,
+                   [](BrinVor* b)
+                   {
+                       // Only the first dart of a pseudo-face was given its site by the joins.
+                       BrinVor* x = b;
+                       for (long k = 0; x != nullptr && !x->Last() && k < lVorPasMax; ++k)
+                       {
+                           qmVorAccess::SetISur(x, b->GetI1(), b->IsEdge1(), b->GetExtr1());
+                           x = x->Phi();
+                       }
+                       return b->GetI2();
+                   });
 }
 
 // The Phi tour of one closed pocket comes back to its start with no dead end off the
@@ -590,29 +585,25 @@ void QmAlgVorData::FillDistances()
     for (long i = 0; i < NbPoches; ++i)
     {
         AttrEdgeVor* a = GetAttrEdgeVor(PocheIde[i]);
-        BrinVor* first = a != nullptr ? a->GetB2() : nullptr;
-        if (first == nullptr)
-            continue;
-        BrinVor* b = first;
-        for (long steps = 0; steps < lVorPasMax; ++steps)
-        {
-            BrinVor* x = b;
-            if (!x->Last())
+        VorTourContour(
+            a != nullptr ? a->GetB2() : nullptr,
+            [](BrinVor* b)
             {
-                x = x->Phi();
-                for (long k = 0; k < lVorPasMax; ++k)
+                BrinVor* x = b;
+                if (!x->Last())
                 {
-                    if (x->GetD1() == VorInfini && qmVorAccess::GetSommet(x) != nullptr)
-                        qmVorAccess::SetD1(x, DistToSite(x));
                     x = x->Phi();
-                    if (IsContourSommet(x->GetD1()) || qmVorAccess::GetSommet(x) == nullptr)
-                        break;
+                    for (long k = 0; k < lVorPasMax; ++k)
+                    {
+                        if (x->GetD1() == VorInfini && qmVorAccess::GetSommet(x) != nullptr)
+                            qmVorAccess::SetD1(x, DistToSite(x));
+                        x = x->Phi();
+                        if (IsContourSommet(x->GetD1()) || qmVorAccess::GetSommet(x) == nullptr)
+                            break;
+                    }
                 }
-            }
-            b = FindNextB(IsContourSommet(x->GetD1()) ? b->GetI2() : b->GetI1(), b);
-            if (b == first || b == VorBrinFin() || b == nullptr)
-                break;
-        }
+                return IsContourSommet(x->GetD1()) ? b->GetI2() : b->GetI1();
+            });
     }
 }
 
@@ -637,16 +628,11 @@ void QmAlgVorData::UnsetFlag(long count)
     for (long i = 0; i < count && i < NbPoches; ++i)
     {
         AttrEdgeVor* a = GetAttrEdgeVor(PocheIde[i]);
-        BrinVor* first = a != nullptr ? a->GetB2() : nullptr;
-        if (first == nullptr)
-            continue;
-        BrinVor* b = first;
-        for (long steps = 0; steps < lVorPasMax; ++steps)
-        {
-            UnsetFlagArbre(b);
-            b = FindNextB(b->GetI2(), b);
-            if (b == first || b == VorBrinFin() || b == nullptr)
-                break;
-        }
+        VorTourContour(a != nullptr ? a->GetB2() : nullptr,
+                       [](BrinVor* b)
+                       {
+                           VorUnsetFlagArbre(b);
+                           return b->GetI2();
+                       });
     }
 }

@@ -31,6 +31,20 @@ inline QmAlgVor::AttrEdgeVor* GetAttrEdgeVor(QmPstMesh::edge* e)
         e->attributes.GetAttr(QmAlgVor::AttrEdgeVor::GetClassId()));
 }
 
+// The darts that stand on a pocket's contour, one after another from first: each is handed
+// to step, which answers the site to go on by (FindNextB's edge). Ends back at first, past
+// an open contour's end, where no dart follows, or after lVorPasMax darts.
+template <typename Step> void VorTourContour(QmAlgVor::BrinVor* first, Step step)
+{
+    QmAlgVor::BrinVor* b = first;
+    for (long steps = 0; b != nullptr && steps < lVorPasMax; ++steps)
+    {
+        b = FindNextB(step(b), b);
+        if (b == first || b == VorBrinFin())
+            break;
+    }
+}
+
 // Two sites follow each other along the contour: the same edge, or two point sites
 // where e2 is the next contour edge of e1 (their shared vertex).
 bool SitesContigus(QmPstMesh::edge* e1, bool isEdge1, QmPstMesh::edge* e2, bool isEdge2);
