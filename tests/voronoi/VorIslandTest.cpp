@@ -1,6 +1,7 @@
 #include "support/PocketCorpus.h"
 #include "voronoi/QmAlgVor.h"
 #include "voronoi/QmAlgVorAlgoParcours.h"
+#include "voronoi/QmAlgVorData.h"
 #include "voronoi/VorBrinDetail.h"
 
 #include <gtest/gtest.h>
@@ -88,6 +89,30 @@ TEST(VorIslands, BridgeWitnessesAndTightGaps)
     // one that ends on the contour: the walker has to test it.
     ComputeAndValidate({kOuter, Diamond({15, 90}, 3)});
     ComputeAndValidate({kOuter, Diamond({15, 88}, 2)});
+}
+
+// The record keeps the length of each island's bridge: the true distance to the nearest
+// contour of a lower index, which may be an island, measured here by hand.
+TEST(VorIslands, BridgeLengthsToTheNearestEarlierContour)
+{
+    // A: a square 10 from the walls. B: a diamond 7 from A's right side and 12 from the floor.
+    // C: a diamond 27 from the left wall and farther from A and B. D: a diamond whose top
+    // corner faces C's bottom corner 2 below it; it is searched against C as well.
+    Joined j({kOuter, Square({10, 10}, 10, true), Diamond({30, 15}, 3), Diamond({30, 60}, 3),
+              Diamond({30, 52}, 3)});
+    ASSERT_EQ(j.ok, 1);
+    QmAlgVorData const* rec = qmVorAccess::GetData(j.vor);
+    ASSERT_NE(rec, nullptr);
+    EXPECT_NEAR(rec->DistPoche[1], 10.0, 1e-9);
+    EXPECT_NEAR(rec->DistPoche[2], 7.0, 1e-9);
+    EXPECT_NEAR(rec->DistPoche[3], 27.0, 1e-9);
+    EXPECT_NEAR(rec->DistPoche[4], 2.0, 1e-9);
+    for (long i = 0; i < j.set.Count(); ++i)
+    {
+        EXPECT_EQ(rec->BrinPoche[i], VorBrinFin()) << i;
+        EXPECT_EQ(rec->BrinIle[i], VorBrinFin()) << i;
+    }
+    EXPECT_TRUE(ValidateVor(j.vor, j.set.view));
 }
 
 // Islands that cross or touch the outer contour or one another are refused, and nothing of
