@@ -390,6 +390,13 @@ long QmAlgVorData::OnStraightArc(BrinVor* a, ZgVector2 p, double& t)
     const ZgVector2 o = a->GetPoint1();
     ZgVector2 d;
     a->GetVectDir(d);
+    // Between two nearly collinear edges (a vertex turning by less than dZgZero radians)
+    // the difference of their unit directions is shorter than dZgZero in both coordinates:
+    // its sign is still sure, but not against dZgZero. Taken to unit length, the larger
+    // coordinate always counts.
+    const double l = d.Length();
+    if (l > 0.0 && std::isfinite(l))
+        d = d / l;
     t = dVorSansSigne;
     long result = 1;
     if (p == o)

@@ -367,6 +367,37 @@ inline std::vector<PocketShape> OpenPolylines()
     return out;
 }
 
+// Regular polygons of radius 100 whose edges are cut into sub pieces, the inner cut points
+// pushed out and in by delta alternately: vertices that turn by about 2 delta / (edge / sub)
+// radians, below dZgZero yet not collinear within dZgZero, and both convex and reflex.
+inline std::vector<PocketShape> NearlyStraightVertexPolygons()
+{
+    std::vector<PocketShape> out;
+    for (long n : {3L, 5L, 12L, 40L})
+        for (double delta : {3e-6, 1e-5, 3e-5, -1e-5})
+            for (long sub : {2L, 3L, 7L})
+            {
+                std::vector<ZgVector2> pts;
+                for (long k = 0; k < n; ++k)
+                {
+                    const double a0 = -6.283185307179586 * static_cast<double>(k) / n;
+                    const double a1 = -6.283185307179586 * static_cast<double>(k + 1) / n;
+                    const ZgVector2 p0{100 * std::cos(a0), 100 * std::sin(a0)};
+                    const ZgVector2 d = ZgVector2{100 * std::cos(a1), 100 * std::sin(a1)} - p0;
+                    const ZgVector2 dehors = ZgVector2{d.y, -d.x} / d.Length();
+                    for (long j = 0; j < sub; ++j)
+                    {
+                        const double bosse = j == 0 ? 0.0 : (j % 2 == 1 ? delta : -delta);
+                        pts.push_back(p0 + d * (static_cast<double>(j) / sub) + dehors * bosse);
+                    }
+                }
+                std::ostringstream name;
+                name << n << "-gon, edges in " << sub << ", turns of " << delta;
+                out.push_back({name.str(), pts, true});
+            }
+    return out;
+}
+
 // Consecutive collinear edges on integer coordinates, so the straight angles are exact.
 inline std::vector<PocketShape> StraightVertexPolygons()
 {

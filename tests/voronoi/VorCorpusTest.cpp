@@ -191,6 +191,8 @@ TEST(VorCorpus, NearlyCocircularPolygonsFailCleanlyOrHoldToTheTolerance)
 }
 TEST(VorCorpus, OpenPolylines) { RunFamily(OpenPolylines()); }
 TEST(VorCorpus, StraightVertices) { RunFamily(StraightVertexPolygons()); }
+// Turns below dZgZero: the arc leaving such a vertex has a direction shorter than dZgZero.
+TEST(VorCorpus, NearlyStraightVertices) { RunFamily(NearlyStraightVertexPolygons()); }
 TEST(VorCorpus, SlotsAndCombs) { RunFamily(SlotsAndCombs()); }
 TEST(VorCorpus, ShortEdgesBesideLongOnes) { RunFamily(ShortBesideLong()); }
 
