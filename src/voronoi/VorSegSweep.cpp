@@ -121,9 +121,12 @@ public:
             ZgVector2 q = transposed ? ZgVector2(s.b.y, s.b.x) : s.b;
             if (q.x < p.x || (q.x == p.x && q.y < p.y))
                 std::swap(p, q);
-            Edge e{p.x, p.y, q.x, q.y, q.x - p.x, q.y - p.y, kUp};
+            Edge e{p.x, p.y, q.x, q.y, q.x - p.x, q.y - p.y, kUp, 0.0};
             if (e.dx > 0.0)
+            {
                 e.slope = e.dy / e.dx;
+                e.invDx = 1.0 / e.dx;
+            }
             edges.push_back(e);
         }
         where.resize(edges.size());
@@ -142,6 +145,7 @@ private:
     struct Edge
     {
         double px, py, qx, qy, dx, dy, slope;
+        double invDx; // 1 / dx, so that the comparisons of the status do not divide
     };
 
     // Order of the status at the current event: y where the segment meets the sweep line, then
@@ -174,7 +178,7 @@ private:
         Edge const& e = edges[i];
         if (e.dx == 0.0)
             return std::min(std::max(evY, e.py), e.qy);
-        const double t = (evX - e.px) / e.dx;
+        const double t = (evX - e.px) * e.invDx;
         if (!(t > 0.0))
             return e.py;
         if (t >= 1.0)
