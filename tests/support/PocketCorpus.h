@@ -543,6 +543,16 @@ struct PocketMesh
     }
 };
 
+// No edge of the pockets keeps a diagram attribute: what Delete must leave.
+inline bool NoAttrEdgeVor(VorPocketView const& view)
+{
+    for (VorContourView const& c : view.contours)
+        for (QmPstMesh::edge* e : c.edges)
+            if (CountAttr<QmAlgVor::AttrEdgeVor>(e) != 0)
+                return false;
+    return true;
+}
+
 // A pocket with islands: one mesh per contour, the outer contour first.
 struct PocketSet
 {

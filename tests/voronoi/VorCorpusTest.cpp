@@ -18,15 +18,6 @@ bool Reports(::testing::AssertionResult const& r, char const* check)
     return !r && std::string(r.message()).find(check) != std::string::npos;
 }
 
-bool NoAttrEdgeVor(VorPocketView const& view)
-{
-    for (VorContourView const& c : view.contours)
-        for (QmPstMesh::edge* e : c.edges)
-            if (CountAttr<QmAlgVor::AttrEdgeVor>(e) != 0)
-                return false;
-    return true;
-}
-
 // Computes, validates and deletes each shape; the worst errors seen go to the test's
 // properties (--gtest_output=xml) so that the margin under the tolerance stays visible.
 void RunFamily(std::vector<PocketShape> const& shapes)

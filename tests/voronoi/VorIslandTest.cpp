@@ -14,15 +14,6 @@ using BrinVor = QmAlgVor::BrinVor;
 
 namespace
 {
-bool NoAttrEdgeVor(VorPocketView const& view)
-{
-    for (VorContourView const& c : view.contours)
-        for (QmPstMesh::edge* e : c.edges)
-            if (CountAttr<QmAlgVor::AttrEdgeVor>(e) != 0)
-                return false;
-    return true;
-}
-
 struct Joined
 {
     PocketSet set;
